@@ -1,0 +1,115 @@
+// The dispatcher: picks the engine build for this processor and runs each
+// entry point with flush-to-zero (and, with SSE4.2, denormals-are-zero) set,
+// restoring the host's floating-point mode afterwards.
+#include <stdio.h>
+#include <xmmintrin.h>
+
+#include "engine/backend.h"
+#include "engine/dispatch.h"
+#include "engine/engine.h"
+
+static const uint32_t MXCSR_FLUSH_TO_ZERO = 0x8000, MXCSR_DENORMALS_ARE_ZERO = 0x40;
+
+// Written by every init with the same result; read by the audio threads.
+static uint8_t levelFlags[ENGINE_LEVEL_COUNT] = {1, 0, 0, 0, 0};
+
+static const EngineBackend *const BACKENDS[ENGINE_LEVEL_COUNT] = {
+    &ENGINE_BACKEND_1, &ENGINE_BACKEND_2, &ENGINE_BACKEND_3, &ENGINE_BACKEND_4, &ENGINE_BACKEND_5,
+};
+
+EngineLevels EngineLevelsFromFeatures(const CpuFeatures *cpu) {
+    EngineLevels levels = {};
+    levels.flag[0] = 1;
+    levels.flag[1] = cpu->sse42;
+    levels.flag[2] = cpu->avx;
+    levels.flag[3] = cpu->avx2;
+    levels.flag[4] = cpu->avx512f && cpu->avx512dq && cpu->avx512ifma && cpu->avx512cd &&
+                     cpu->avx512bw && cpu->avx512vl && cpu->avx512vbmi && cpu->avx512vbmi2 &&
+                     cpu->avx512vnni && cpu->avx512bitalg && cpu->avx512vpopcntdq;
+    levels.level = 1;
+    for (int i = ENGINE_LEVEL_COUNT; i >= 1; i--) {
+        if (levels.flag[i - 1]) {
+            levels.level = i;
+            break;
+        }
+    }
+    return levels;
+}
+
+// The compiler's CPU model table is filled from CPUID and XGETBV when the
+// shared object is loaded, so an operating system that does not save the
+// wide registers reports no AVX.
+static CpuFeatures ThisProcessor(void) {
+    CpuFeatures cpu = {};
+    cpu.sse42 = __builtin_cpu_supports("sse4.2");
+    cpu.avx = __builtin_cpu_supports("avx");
+    cpu.avx2 = __builtin_cpu_supports("avx2");
+    cpu.avx512f = __builtin_cpu_supports("avx512f");
+    cpu.avx512dq = __builtin_cpu_supports("avx512dq");
+    cpu.avx512ifma = __builtin_cpu_supports("avx512ifma");
+    cpu.avx512cd = __builtin_cpu_supports("avx512cd");
+    cpu.avx512bw = __builtin_cpu_supports("avx512bw");
+    cpu.avx512vl = __builtin_cpu_supports("avx512vl");
+    cpu.avx512vbmi = __builtin_cpu_supports("avx512vbmi");
+    cpu.avx512vbmi2 = __builtin_cpu_supports("avx512vbmi2");
+    cpu.avx512vnni = __builtin_cpu_supports("avx512vnni");
+    cpu.avx512bitalg = __builtin_cpu_supports("avx512bitalg");
+    cpu.avx512vpopcntdq = __builtin_cpu_supports("avx512vpopcntdq");
+    return cpu;
+}
+
+void EngineDetectProcessor(void) {
+    CpuFeatures cpu = ThisProcessor();
+    EngineLevels levels = EngineLevelsFromFeatures(&cpu);
+    for (int i = 0; i < ENGINE_LEVEL_COUNT; i++) levelFlags[i] = levels.flag[i];
+    fprintf(stderr, "cpu features: %d, %d, %d, %d, %d\n", levels.flag[0], levels.flag[1],
+            levels.flag[2], levels.flag[3], levels.flag[4]);
+}
+
+static const EngineBackend *SelectedBackend(void) {
+    for (int i = ENGINE_LEVEL_COUNT - 1; i > 0; i--)
+        if (levelFlags[i]) return BACKENDS[i];
+    return BACKENDS[0];
+}
+
+int32_t EngineSelectedLevel(void) {
+    for (int i = ENGINE_LEVEL_COUNT - 1; i > 0; i--)
+        if (levelFlags[i]) return i + 1;
+    return 1;
+}
+
+const EngineBackend *EngineBackendOfLevel(int32_t level) {
+    return level >= 1 && level <= ENGINE_LEVEL_COUNT ? BACKENDS[level - 1] : nullptr;
+}
+
+// Sets the DSP's floating-point mode and returns the host's bits to restore.
+static uint32_t EnterDspMode(void) {
+    uint32_t mxcsr = _mm_getcsr();
+    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (levelFlags[1] ? MXCSR_DENORMALS_ARE_ZERO : 0);
+    _mm_setcsr(mxcsr | mask);
+    return mxcsr & mask;
+}
+
+// Puts back only the two mode bits; the status bits stay as the DSP left them.
+static void LeaveDspMode(uint32_t saved) {
+    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (levelFlags[1] ? MXCSR_DENORMALS_ARE_ZERO : 0);
+    _mm_setcsr((_mm_getcsr() & ~mask) | saved);
+}
+
+void EngineProcess(EngineContext *context, float *wet, int32_t frames) {
+    uint32_t saved = EnterDspMode();
+    SelectedBackend()->process(context, wet, frames);
+    LeaveDspMode(saved);
+}
+
+void EngineEqResponse(EngineContext *context, int32_t instance) {
+    uint32_t saved = EnterDspMode();
+    SelectedBackend()->eqResponse(context, instance);
+    LeaveDspMode(saved);
+}
+
+void EngineDestroy(EngineContext *context) {
+    uint32_t saved = EnterDspMode();
+    SelectedBackend()->destroy(context);
+    LeaveDspMode(saved);
+}

@@ -1,0 +1,88 @@
+// The Plugin record of one instance, the process-wide state shared by all
+// instances, and the hand-over of parameter values between the main thread
+// (editor, host main-thread calls) and the audio thread.
+#pragma once
+#include <pthread.h>
+#include <stdint.h>
+
+#include "clap/clap.h"
+#include "shell/context.h"
+#include "store/patch.h"
+
+enum { PLUGIN_BLOCK_FRAMES = 2048, UNDO_DEPTH = 10, HOST_MENU_LABEL_SIZE = 80 };
+
+// pendingParam states: what waits to be told to the audio side.
+enum { PENDING_NONE = 0, PENDING_VALUE = 1, PENDING_GESTURE_BEGIN = 2, PENDING_GESTURE_END = 3 };
+
+struct HostMenuItem {
+    uint32_t kind;  // CLAP_CONTEXT_MENU_ITEM_ENTRY, _CHECK_ENTRY or _SEPARATOR
+    clap_id actionId;
+    uint8_t disabled, checked;
+    char32_t label[HOST_MENU_LABEL_SIZE];
+};
+
+struct Plugin {
+    clap_plugin_t clapPlugin;  // first, so a clap_plugin_t pointer is the Plugin
+    const clap_host_t *host;
+
+    // Host extensions, null when the host does not offer them.
+    const clap_host_log_t *hostLog;
+    const clap_host_thread_check_t *hostThreadCheck;
+    const clap_host_params_t *hostParams;
+    const clap_host_state_t *hostState;
+    const clap_host_gui_t *hostGui;
+    const clap_host_voice_info_t *hostVoiceInfo;
+    const clap_host_timer_support_t *hostTimerSupport;
+    const clap_host_posix_fd_support_t *hostPosixFdSupport;
+    const clap_host_context_menu_t *hostContextMenu;
+    const clap_host_preset_load_t *hostPresetLoad;
+
+    uint8_t pendingParam[PARAM_COUNT];  // guarded by paramLock
+    uint8_t workingParam[PARAM_COUNT];  // audio thread's copy of pendingParam
+    float audioParam[PARAM_COUNT];      // base values as the audio side knows them
+
+    uint32_t hostChangedMask[8];  // guarded by hostValuesLock, with the next two
+    float hostChangedValue[PARAM_COUNT];
+    pthread_mutex_t hostValuesLock;
+    uint8_t hostChanged;
+    uint8_t initialised;
+
+    HostMenuItem *hostMenuItems;
+    uint32_t hostMenuCount, hostMenuCapacity;
+    clap_context_menu_target_t hostMenuTarget;
+
+    float dryBlock[PLUGIN_BLOCK_FRAMES * 2];  // the engine's input copy
+    float wetBlock[PLUGIN_BLOCK_FRAMES * 2];  // the engine's in-place work buffer
+
+    EngineContext context;
+    Patch patch;
+    MeterBlock meter;
+    uint8_t *undoStack[UNDO_DEPTH];
+};
+
+struct PluginGlobals {
+    Plugin **instances;
+    int32_t instanceCount, instanceCapacity;
+    pthread_mutex_t paramLock;
+    int32_t uiRefreshMs, uiScale, uiSkin, dialSmoothing, lfoPhaseIndicator;
+};
+
+extern PluginGlobals globals;
+
+inline Plugin *PluginFromClap(const clap_plugin_t *plugin) {
+    return (Plugin *)plugin->plugin_data;
+}
+
+// Editor side (main thread).
+void ParamSet(Plugin *plugin, int32_t parameter, float value);
+void ParamGesture(Plugin *plugin, int32_t parameter, bool begin);
+bool DrainHostValues(Plugin *plugin);
+
+// Audio side (also the main thread's flush while not processing).
+void PullFromEditor(Plugin *plugin, const clap_output_events_t *out);
+void TakeHostValue(Plugin *plugin, const clap_event_param_value_t *event);
+clap_process_status PluginProcess(const clap_plugin_t *clapPlugin, const clap_process_t *process);
+
+// The extension tables offered through get_extension.
+extern const clap_plugin_params_t PLUGIN_PARAMS;
+extern const clap_plugin_audio_ports_t PLUGIN_AUDIO_PORTS;

@@ -103,11 +103,3 @@ void ParamFormatValue(const EngineContext *context, int32_t parameter, char *buf
                       int32_t size, float value);
 // First row whose name matches exactly, or -1.
 int32_t ParamFindByName(const char *name);
-
-// The CLAP flags of a parameter: read-only (8) for the hostReadOnly kinds, else
-// automatable and modulatable (1056) or automatable alone (32).
-uint32_t ParamHostFlags(int32_t parameter);
-// clap_plugin_params.value_to_text: false for an id above 230 or a value outside
-// 0..1 (NaN and -1.0 included); else the text of the value taken as f32.
-bool ParamValueToText(const EngineContext *context, uint32_t parameter, double value,
-                      char *buffer, int32_t size);

@@ -1,18 +1,156 @@
-// The block loop of one engine build. For now the chain is a pass-through:
-// the chunk's input is copied to the work buffer unchanged.
+// The block loop of one engine build: cuts a chunk into SubBlocks of at most
+// 32 frames, applies the modulators to their destinations, runs the eight
+// slots in order, applies Post Gain, takes the modulation off again, and
+// decides whether the plug-in has fallen silent.
+#include <math.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "engine/backend.h"
+#include "engine/dsp.h"
+#include "engine/units.h"
+#include "shell/params.h"
 
 namespace ENGINE_NAMESPACE {
 
-static void Process(EngineContext *context, float *wet, int32_t frames) {
-    memcpy(wet, context->dryBlock, (size_t)frames * 2 * sizeof(float));
+static const float SILENCE_THRESHOLD = 0.0001f;
+static const double SILENT_SECONDS = 5.0;
+enum { DESTINATIONS = 9, NO_DESTINATION = -1 };
+
+// Frees every buffer a unit owns, for all units and instances. Filter
+// memories, phases and sums stay.
+static void UnitsReset(Engine *engine) {
+    for (int i = 0; i < UNIT_INSTANCES; i++) PolyDelayRelease(&engine->polyDelay[i]);
 }
 
-static void EqResponse(EngineContext *context, int32_t instance) {}
+// Runs the unit of one slot id (instance × 9 + kind) on a SubBlock. Ids
+// outside 0..26 can only come from a damaged patch and run nothing.
+static void RunSlot(Engine *engine, const EngineContext *context, int32_t id, float *frames,
+                    int count) {
+    if (id < 0 || id >= UNIT_INSTANCES * UNIT_KINDS) return;
+    int instance = id / UNIT_KINDS;
+    switch ((UnitKind)(id % UNIT_KINDS)) {
+    case UnitPolyrhythmicDelay: PolyDelayRun(engine, context, instance, frames, count); break;
+    default: break;
+    }
+}
 
-static void Destroy(EngineContext *context) {}
+// The modulators' outputs at a position; they join the engine with their
+// curves, until then they are at rest.
+static void EvaluateModulators(Engine *engine, EngineContext *context, float out[3]) {
+    out[0] = out[1] = out[2] = 0.0f;
+}
+
+static bool HasSound(const float *samples, int32_t count) {
+    bool sound = false;
+    for (int32_t i = 0; i < count; i++) {
+        float s = samples[i];
+        sound |= s > SILENCE_THRESHOLD || s < -SILENCE_THRESHOLD || s != s;
+    }
+    return sound;
+}
+
+static void Process(EngineContext *context, float *wet, int32_t frames) {
+    if (!context->engine) context->engine = (Engine *)calloc(1, sizeof(Engine));
+    Engine *engine = context->engine;
+    MeterBlock *meter = context->meter;
+    float *live = context->liveValue;
+    const float *dry = context->dryBlock;
+    memcpy(wet, dry, (size_t)frames * 2 * sizeof(float));
+    if (context->engineReset) {
+        UnitsReset(engine);
+        context->engineReset = 0;
+    }
+
+    // Destination k belongs to modulator k / 3; base keeps the value it had.
+    int32_t destination[DESTINATIONS];
+    float base[DESTINATIONS];
+    for (int k = 0; k < DESTINATIONS; k++) {
+        int32_t d = ParamDecodeWhole(live[PARAM_MOD_DESTINATION + k]);
+        destination[k] = d >= 0 && d < PARAM_COUNT ? d : NO_DESTINATION;
+        base[k] = destination[k] != NO_DESTINATION ? live[destination[k]] : 0.0f;
+    }
+    for (int m = 0; m < 3; m++)
+        meter->modulatorUsed[m] = destination[3 * m] != NO_DESTINATION ||
+                                  destination[3 * m + 1] != NO_DESTINATION ||
+                                  destination[3 * m + 2] != NO_DESTINATION;
+    if (context->transportPlaying) {
+        engine->unitPosition = context->songPosition;
+        engine->modulatorPosition = context->songPosition;
+    }
+
+    float *block = wet;
+    for (int32_t remaining = frames; remaining > 0;) {
+        int count = remaining < SUBBLOCK_FRAMES ? remaining : SUBBLOCK_FRAMES;
+        float modulator[3];
+        EvaluateModulators(engine, context, modulator);
+        engine->modulatorPosition += count;
+        for (int k = 0; k < DESTINATIONS; k++) {
+            if (destination[k] == NO_DESTINATION) continue;
+            float amount = live[PARAM_MOD_AMOUNT + k];
+            float *value = &live[destination[k]];
+            *value = Clamp01((2.0f * amount - 1.0f) * modulator[k / 3] + *value);
+        }
+        for (int s = 0; s < SLOT_COUNT; s++)
+            RunSlot(engine, context, ParamDecodeWhole(live[PARAM_EFFECT_SLOT + s]), block, count);
+        engine->unitPosition += count;
+
+        float gain = expf((40.0f * live[PARAM_POST_GAIN] - 20.0f) * 0.05f * 2.3025851f);
+        for (int i = 0; i < 2 * count; i++) block[i] *= gain;
+
+        remaining -= count;
+        block += 2 * count;
+        context->dryBlock += 2 * count;
+        if (remaining == 0 && meter->metersWanted && meter->audioActive) {
+            for (int i = 0; i < PARAM_COUNT; i++) {
+                meter->modOffset[i] = 0.0f;
+                for (int k = 0; k < DESTINATIONS; k++) {
+                    if (destination[k] != i) continue;
+                    meter->modOffset[i] = live[i] - base[k];
+                    break;
+                }
+            }
+        }
+        for (int k = 0; k < DESTINATIONS; k++)
+            if (destination[k] != NO_DESTINATION) live[destination[k]] = base[k];
+    }
+    context->dryBlock = (float *)dry;
+
+    if (HasSound(dry, 2 * frames) || HasSound(wet, 2 * frames)) {
+        engine->silentFrames = 0.0;
+        meter->audioActive = 1;
+    } else {
+        engine->silentFrames += frames;
+        meter->audioActive = engine->silentFrames / context->sampleRate > SILENT_SECONDS ? 0 : 1;
+    }
+}
+
+// The editor's sketch of the EQ response on a 0..1 axis, from the main
+// thread's values: smooth steps for the shelves and a bump for the mid band.
+static float SmoothStep(float t) { return t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t * t * (3.0f - 2.0f * t)); }
+
+static void EqResponse(EngineContext *context, int32_t instance) {
+    const float *v = context->editorValue;
+    float m = v[PARAM_EQ_MID_FREQUENCY + instance], w = 0.3f * v[PARAM_EQ_MID_WIDTH + instance] + 0.1f;
+    float l = v[PARAM_EQ_LOW_FREQUENCY + instance], h = v[PARAM_EQ_HIGH_FREQUENCY + instance];
+    float gm = v[PARAM_EQ_MID_GAIN + instance], gl = v[PARAM_EQ_LOW_GAIN + instance];
+    float gh = v[PARAM_EQ_HIGH_GAIN + instance];
+    float r = 1.0f / ((l - 0.25f) - (l + 0.25f));
+    for (int k = 0; k < 128; k++) {
+        float x = k * 0.007874016f;
+        float low = (2.0f * gl - 1.0f) * SmoothStep((x - (l + 0.25f)) * r);
+        float high = (2.0f * gh - 1.0f) * SmoothStep(2.0f * (x + 0.25f - h));
+        float mid = (2.0f * gm - 1.0f) * SmoothStep((x + (w - m)) / w) * SmoothStep((m + w - x) / w);
+        context->meter->eqCurve[k] = (mid + low + high) * 0.6f;
+    }
+}
+
+static void Destroy(EngineContext *context) {
+    if (!context->engine) return;
+    UnitsReset(context->engine);
+    free(context->engine);
+    context->engine = nullptr;
+}
 
 }  // namespace ENGINE_NAMESPACE
 

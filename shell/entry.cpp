@@ -149,6 +149,9 @@ static void PluginStopProcessing(const clap_plugin_t *clapPlugin) {
 
 static void PluginReset(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
+    // The reload takes editorValue over: first bring the host's latest values
+    // there, or a reset without an open editor would undo its automation.
+    DrainHostValues(plugin);
     pthread_mutex_lock(&globals.paramLock);
     plugin->context.reloadRequest = 1;
     pthread_mutex_unlock(&globals.paramLock);

@@ -195,7 +195,7 @@ static void Render(Plugin *plugin, const clap_process_t *process, uint32_t start
         return;
     }
     while (frames > 0) {
-        uint32_t m = frames < PLUGIN_BLOCK_FRAMES ? frames : PLUGIN_BLOCK_FRAMES;
+        uint32_t m = frames < (uint32_t)PLUGIN_BLOCK_FRAMES ? frames : (uint32_t)PLUGIN_BLOCK_FRAMES;
         float *dry = plugin->dryBlock, *wet = plugin->wetBlock;
         context->dryBlock = dry;
         for (uint32_t f = 0; f < m; f++) {  // a missing input channel is silence

@@ -331,6 +331,16 @@ TEST_F(Driver, reset_reloads_editor_values_and_clears_units_once) {
     EXPECT_EQ(RecordedEngineCalls()[0].liveValue[PARAM_DELAY_FEEDBACK], 0.1f);
 }
 
+TEST_F(Driver, reset_keeps_host_automation_that_the_editor_has_not_seen) {
+    EventList events;
+    events.Add(ValueEvent(0, PARAM_CHORUS_DEPTH, 0.9));
+    Process(4, &events);
+    clapPlugin->reset(clapPlugin);
+    Process(4, nullptr);
+    EXPECT_EQ(RecordedEngineCalls()[1].liveValue[PARAM_CHORUS_DEPTH], 0.9f);
+    EXPECT_TRUE(RecordedEngineCalls()[1].engineReset);
+}
+
 TEST_F(Driver, flush_takes_value_events_and_editor_changes) {
     auto params = (const clap_plugin_params_t *)clapPlugin->get_extension(clapPlugin, CLAP_EXT_PARAMS);
     EventList in, out;

@@ -1,0 +1,327 @@
+// The numeric primitives every effect unit shares: the fast approximations,
+// the filter section and its two designs, the parameter curves, the LFO
+// shape and the delay line. Each has this one home; a unit that needs a
+// variant says why.
+//
+// Everything here is per-level code: it lives in the level's namespace, so
+// that the five builds of the engine never share a symbol.
+#pragma once
+#include <math.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "engine/backend.h"
+#include "engine/state.h"
+
+namespace ENGINE_NAMESPACE {
+
+// ---- small helpers ----
+
+// v limited to 0 .. 1 (a level read from a parameter).
+inline float Clamp01(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+
+inline uint32_t FloatBits(float v) {
+    uint32_t bits;
+    memcpy(&bits, &v, sizeof bits);
+    return bits;
+}
+
+inline float BitsFloat(uint32_t bits) {
+    float v;
+    memcpy(&v, &bits, sizeof v);
+    return v;
+}
+
+// ---- approximated functions ----
+// Each takes and returns a float and runs in single precision by Horner's
+// rule; only the range reduction of FastSin and FastCos is done in doubles.
+
+const double HALF_PI = 1.5707963267948966, QUARTER_PI = 0.7853981633974483;
+const double PI = 3.141592653589793, THREE_HALVES_PI = 4.71238898038469;
+const double TWO_PI = 6.283185307179586, INVERSE_TWO_PI = 0.15915494309189535;
+
+// sin(t) for t in 0 .. pi/4.
+inline float SinPoly(float t) {
+    float y = t * t;
+    return ((-0.00019490719f * y + 0.0083319545f) * y - 0.16666651f) * y * t + t;
+}
+
+// cos(t) for t in 0 .. pi/4.
+inline float CosPoly(float t) {
+    float y = t * t;
+    return ((-0.0013593435f * y + 0.041655898f) * y - 0.49999887f) * y + 1.0f;
+}
+
+// Reduces |x| to r in 0 .. pi/2 and tells the quadrant (0 to 3) of |x|.
+// Every step is formed in doubles from the float operand and rounded to a
+// float where it is assigned. Up to |x| of 2^22 turns (about 2.6e7) the
+// reduction is exact but for the rounding of the reduced angle (a turn count
+// rounded up leaves a slightly negative angle, which the odd and even
+// polynomials take as it is); beyond, the count can be a whole turn off.
+inline float FoldAngle(float x, int *quadrant) {
+    float a = fabsf(x);
+    float q = (float)((double)a * INVERSE_TWO_PI);
+    if (q >= 1.0f) a = (float)((double)a - floor((double)q) * TWO_PI);
+    if ((double)a < HALF_PI) {
+        *quadrant = 0;
+        return a;
+    }
+    if ((double)a < PI) {
+        *quadrant = 1;
+        return (float)(PI - (double)a);
+    }
+    if ((double)a < THREE_HALVES_PI) {
+        *quadrant = 2;
+        return (float)((double)a - PI);
+    }
+    *quadrant = 3;
+    return (float)(TWO_PI - (double)a);
+}
+
+// sin(x) for finite x: within 4.3e-8 plus the rounding of the reduced angle
+// and of the result (half an ulp each), while the reduction is exact.
+inline float FastSin(float x) {
+    int quadrant;
+    float r = FoldAngle(x, &quadrant);
+    float v = (double)r < QUARTER_PI ? SinPoly(r) : CosPoly((float)(HALF_PI - (double)r));
+    bool negative = (quadrant >= 2) != (x < 0.0f);
+    return negative ? -v : v;
+}
+
+// cos(x) for any finite x, to the same accuracy as FastSin.
+inline float FastCos(float x) {
+    int quadrant;
+    float r = FoldAngle(x, &quadrant);
+    float v = (double)r < QUARTER_PI ? CosPoly(r) : SinPoly((float)(HALF_PI - (double)r));
+    bool negative = quadrant == 1 || quadrant == 2;
+    return negative ? -v : v;
+}
+
+// 2^x, within 2e-7 relative. 0 when floor(x) is below -126, where adding
+// the exponent would wrap into the sign bit; infinity from 128 up; NaN stays
+// NaN.
+inline float FastExp2(float x) {
+    float floorX = floorf(x);
+    if (floorX < -126.0f) return 0.0f;
+    if (!(floorX < 128.0f)) return x + INFINITY;  // +inf, or NaN for NaN
+    float t = x - floorX;
+    float p = ((((0.0018965006f * t + 0.008942246f) * t + 0.055867314f) * t + 0.24013901f) * t +
+               0.69315493f) * t + 0.9999999f;
+    int32_t i = (int32_t)floorX;
+    return BitsFloat(FloatBits(p) + ((uint32_t)i << 23));
+}
+
+// log2(x) for positive normal x. The polynomial is within 4.1e-6 of log2 on
+// 1 .. 2, but its evaluation in floats, whose Horner terms reach 10, adds
+// rounding: the result is within 1.1e-5 of the exact value for x in 1 .. 2
+// and within 2e-5 over the whole range, where the exponent term is large.
+inline float FastLog2(float x) {
+    uint32_t bits = FloatBits(x);
+    float m = BitsFloat((bits & 0x007FFFFFu) | 0x3F800000u);  // x scaled into 1 .. 2
+    float e = (float)((int32_t)((bits >> 23) & 0xFFu) - 127);
+    return (((((((-0.009099126f * m + 0.12405455f) * m - 0.7499014f) * m + 2.6447005f) * m -
+               6.0268226f) * m + 9.304538f) * m - 10.022685f) * m + 8.162054f) * m +
+           (e - 3.4268389f);
+}
+
+// x^y for positive x, as FastExp2(FastLog2(x) y).
+inline float FastPow(float x, float y) { return FastExp2(FastLog2(x) * y); }
+
+// atan(t) for t in 0 .. 0.5.
+inline float AtanPoly(float t) {
+    float y = t * t;
+    return (y * (((0.066598296f * y - 0.13309622f) * y + 0.19901109f) * y - 0.3332919f) +
+            0.9999995f) * t;
+}
+
+// atan(x) for x of 0 or more; within 2e-7 of the exact value, and its two
+// pieces meet at 0.5 and 1 to within 2e-7.
+inline float FastAtan(float x) {
+    float v = x > 1.0f ? 1.0f / x : x;
+    float r;
+    if (v < 0.5f) {
+        r = AtanPoly(v);
+    } else {
+        // atan(v) = atan(1/2) + atan((2v - 1) / (v + 2))
+        float u = (2.0f * v - 1.0f) / (v + 2.0f);
+        r = AtanPoly(u) + 0.4636476f;
+    }
+    return x > 1.0f ? 1.5707963267948966f - r : r;
+}
+
+// ---- the filter section ----
+
+// One second-order section's coefficients, a0 normalised to 1.
+struct BiquadCoefficients {
+    float a1, a2, b0, b1, b2;
+};
+
+inline void SetFirstSection(BiquadStage *stage, BiquadCoefficients c) {
+    stage->a1 = c.a1, stage->a2 = c.a2, stage->b0 = c.b0, stage->b1 = c.b1, stage->b2 = c.b2;
+}
+
+inline void SetSecondSection(BiquadStage *stage, BiquadCoefficients c) {
+    stage->a1b = c.a1, stage->a2b = c.a2, stage->b0b = c.b0, stage->b1b = c.b1, stage->b2b = c.b2;
+}
+
+// One frame through the stage on both lanes, in place: y = b0 x + b1 x1 +
+// b2 x2 - a1 y1 - a2 y2, and with `cascade` the second section on that y.
+inline void BiquadStep(BiquadStage *s, float lanes[2]) {
+    for (int lane = 0; lane < 2; lane++) {
+        float x = lanes[lane];
+        float y = s->b0 * x + s->b1 * s->x1[lane] + s->b2 * s->x2[lane] - s->a1 * s->y1[lane] -
+                  s->a2 * s->y2[lane];
+        s->x2[lane] = s->x1[lane], s->x1[lane] = x;
+        s->y2[lane] = s->y1[lane], s->y1[lane] = y;
+        lanes[lane] = y;
+    }
+    if (!s->cascade) return;
+    for (int lane = 0; lane < 2; lane++) {
+        float x = lanes[lane];
+        float y = s->b0b * x + s->b1b * s->x1b[lane] + s->b2b * s->x2b[lane] -
+                  s->a1b * s->y1b[lane] - s->a2b * s->y2b[lane];
+        s->x2b[lane] = s->x1b[lane], s->x1b[lane] = x;
+        s->y2b[lane] = s->y1b[lane], s->y1b[lane] = y;
+        lanes[lane] = y;
+    }
+}
+
+// The shared part of the two designs at Q 0.5, where the bandwidth term is
+// sin(w) itself; f is limited to 0.49 sr. Gives cos(w) and 1 / (1 + sin(w)).
+inline BiquadCoefficients PoleDesign(float f, float sampleRate, float *c, float *g) {
+    float limit = 0.49f * sampleRate;
+    if (f > limit) f = limit;
+    float w = f * 6.28318f / sampleRate;
+    float s = FastSin(w);
+    *c = FastCos(w);
+    *g = 1.0f / (1.0f + s);
+    BiquadCoefficients design = {};
+    design.a1 = -2.0f * *c * *g;
+    design.a2 = (1.0f - s) * *g;
+    return design;
+}
+
+// Second-order low-pass at f Hz (at most 0.49 sr), Q 0.5, unit gain at DC.
+inline BiquadCoefficients LowPassDesign(float f, float sampleRate) {
+    float c, g;
+    BiquadCoefficients design = PoleDesign(f, sampleRate, &c, &g);
+    design.b1 = (1.0f - c) * g;
+    design.b0 = design.b2 = 0.5f * design.b1;
+    return design;
+}
+
+// Second-order high-pass at f Hz (at most 0.49 sr), Q 0.5, unit gain at Nyquist.
+inline BiquadCoefficients HighPassDesign(float f, float sampleRate) {
+    float c, g;
+    BiquadCoefficients design = PoleDesign(f, sampleRate, &c, &g);
+    float h = (1.0f + c) * g;
+    design.b1 = -h;
+    design.b0 = design.b2 = 0.5f * h;
+    return design;
+}
+
+// ---- parameter curves and the LFO ----
+
+// Filter frequency of a dial: 40 Hz at 0 to 21.5 kHz at 1, exponential.
+inline float CutoffCurve(float p) { return 40.0f * expf(6.2869287f * p); }
+
+// Time of a dial in seconds: 0 to 0.1 s below 0.2, 0.1 to 2 s up to 0.9,
+// 2 to 10 s above.
+inline float LongTimeCurve(float p) {
+    if (p < 0.2f) return p * 0.5f;
+    if (p < 0.9f) return (p - 0.2f) * 2.7142856f + 0.1f;
+    return (p - 0.9f) * 80.0f + 2.0f;
+}
+
+// Triangle of a phase in 0 .. 1: -1 at 0, 1 at one half.
+inline float TriangleLfo(float phase) {
+    return phase < 0.5f ? 4.0f * phase - 1.0f : 3.0f - 4.0f * phase;
+}
+
+// The phase after one step of `increment`, wrapped into 0 .. 1 by one subtraction.
+inline float AdvancePhase(float phase, float increment) {
+    phase += increment;
+    if (phase >= 1.0f) phase -= 1.0f;
+    return phase;
+}
+
+// ---- simple recursive sections ----
+
+// First-order all-pass with coefficient a and one float of state: out = s - a in.
+inline float FirstOrderAllPass(float a, float *state, float in) {
+    float out = *state - a * in;
+    *state = in + a * out;
+    return out;
+}
+
+// One-pole low-pass with coefficient k: s moves by k of the way to x.
+inline float OnePoleLowPass(float k, float *state, float x) {
+    *state = (x - *state) * k + *state;
+    return *state;
+}
+
+// ---- the delay line ----
+
+// A line's length from a length in frames formed as a float product: the
+// truncated count, or 0 when that is not a positive number below `limit`
+// (NaN, infinity, negative, below one frame, or too long to index). A line
+// given 0 does nothing for that SubBlock: no read, no write, no advance, its
+// storage untouched. The test comes before the conversion, which is defined
+// only for floats in the integer's range.
+inline int32_t DelayLength(float frames, int32_t limit) {
+    if (!(frames >= 1.0f && frames < (float)limit)) return 0;
+    return (int32_t)frames;
+}
+
+// Frees a line's storage and leaves it empty: length and writeIndex 0.
+inline void ReleaseDelayLine(DelayLine *line) {
+    free(line->samples);
+    line->samples = nullptr;
+    line->writeIndex = 0;
+    line->length = 0;
+}
+
+// Makes the line `length` elements of `width` floats long (length at least
+// 1; a line keeps one width for its life). An unchanged length does nothing;
+// any other length gets fresh zeroed storage and writeIndex 0, so a resized
+// line is silent at once. Runs in the audio callback: the old content is
+// discarded, so the storage is freed and made anew by calloc, which takes
+// zeroed pages from the system without touching them. Answers false, with
+// the line released, when the allocator cannot give the storage; the caller
+// then skips the line and the next SubBlock tries again.
+inline bool EnsureDelayLine(DelayLine *line, int32_t length, int32_t width) {
+    if (line->length == length) return true;
+    ReleaseDelayLine(line);
+    line->samples = (float *)calloc((size_t)length * (size_t)width, sizeof(float));
+    if (!line->samples) return false;
+    line->length = length;
+    return true;
+}
+
+// Stores one element at writeIndex and moves writeIndex on, wrapping at length.
+inline void WriteDelayLine(DelayLine *line, float value) {
+    line->samples[line->writeIndex] = value;
+    if (++line->writeIndex == line->length) line->writeIndex = 0;
+}
+
+// The line's content d elements behind `index` (a write index as a float),
+// linearly interpolated. A d of 0 reads the element at index, which is the
+// oldest, `length` behind; a d between 0 and 1 mixes the newest element with
+// the oldest, because an index that reaches `length` reads element 0. A
+// position outside the line (d outside 0 .. length, or NaN) is held to its
+// ends, so no index can leave the storage.
+inline float ReadDelayLine(const DelayLine *line, float index, float d) {
+    float length = (float)line->length;
+    float p = index - d;
+    if (p < 0.0f) p += length;
+    if (!(p >= 0.0f)) p = 0.0f;
+    if (p > length) p = length;
+    int32_t i0 = (int32_t)p, i1 = (int32_t)(p + 1.0f);
+    if (i0 >= line->length) i0 = 0;
+    if (i1 >= line->length) i1 = 0;
+    float whole = floorf(p);
+    return (whole + 1.0f - p) * line->samples[i0] + (p - whole) * line->samples[i1];
+}
+
+}  // namespace ENGINE_NAMESPACE

@@ -1,0 +1,251 @@
+// The project's own CLAP host: loads LathemoorFX.clap, runs instances of it
+// with a configurable host table, drives `process` and the parameter calls,
+// and reads and writes WAV files. The command-line tool and the black-box
+// tests both stand on it. Failures that a caller cannot go on from throw
+// HostError with a one-line message.
+#pragma once
+#include <stdint.h>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+#include "clap/clap.h"
+
+struct HostError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// ---- the shared object ----
+
+// A loaded .clap: the entry has been initialised with the path, and the
+// plug-in factory and its first descriptor have been read.
+struct PluginLibrary {
+    std::string path;
+    void *handle = nullptr;
+    const clap_plugin_entry_t *entry = nullptr;
+    const clap_plugin_factory_t *factory = nullptr;
+    const clap_plugin_descriptor_t *descriptor = nullptr;
+};
+
+// dlopen, find clap_entry, init(path), fetch the plug-in factory and
+// descriptor 0. Throws HostError when any of these fails.
+std::unique_ptr<PluginLibrary> OpenPlugin(const std::string &path);
+// deinit, then dlclose.
+void ClosePlugin(PluginLibrary *library);
+
+// $LATHEMOOR_PLUGIN if set, else ~/.clap/LathemoorFX.clap if it exists, else the
+// one this build made.
+std::string DefaultPluginPath();
+// $LATHEMOOR_PLUGIN if set, else the one this build made: what the tests load.
+std::string TestPluginPath();
+// One library for the whole test process, opened at first use and never closed.
+PluginLibrary &TestPlugin();
+
+// ---- the host table ----
+
+// Host extensions that a Host offers through its get_extension.
+enum HostOffer : uint32_t {
+    HOST_OFFERS_NOTHING = 0,
+    HOST_OFFERS_PARAMS = 1 << 0,        // clap.params
+    HOST_OFFERS_STATE = 1 << 1,         // clap.state
+    HOST_OFFERS_LOG = 1 << 2,           // clap.log
+    HOST_OFFERS_THREAD_CHECK = 1 << 3,  // clap.thread-check
+    HOST_OFFERS_TIMER = 1 << 4,         // clap.timer-support
+    HOST_OFFERS_POSIX_FD = 1 << 5,      // clap.posix-fd-support
+    HOST_OFFERS_ALL = (1 << 6) - 1,
+};
+
+struct HostConfig {
+    uint32_t offers = HOST_OFFERS_ALL;
+    clap_version_t version = CLAP_VERSION_INIT;
+};
+
+// What the plug-in asked of the host. Counted as the calls come, from
+// whichever thread makes them.
+struct HostCalls {
+    int requestFlush = 0, rescan = 0, clear = 0, markDirty = 0;
+    uint32_t rescanFlags = 0;  // every rescan's flags, or-ed together
+    int requestRestart = 0, requestProcess = 0, requestCallback = 0;
+    int logMessages = 0, timersRegistered = 0, timersUnregistered = 0;
+    int fdsRegistered = 0, fdsUnregistered = 0;
+    std::vector<std::string> extensionQueries;  // ids asked for, in order
+    std::vector<std::string> log;               // messages sent to clap.log
+};
+
+// One host table; its host_data points back here. Lives at a fixed address.
+struct Host {
+    clap_host_t clap{};
+    HostConfig config;
+    HostCalls calls;
+    uint64_t mainThread = 0;   // pthread_self() of the creator
+    uint64_t audioThread = 0;  // the thread inside Process, 0 outside
+};
+
+std::unique_ptr<Host> NewHost(const HostConfig &config = HostConfig());
+
+// ---- an instance ----
+
+struct Instance {
+    const PluginLibrary *library = nullptr;
+    std::unique_ptr<Host> host;
+    const clap_plugin_t *plugin = nullptr;
+    // The plug-in's extensions, fetched after init; null when not offered.
+    const clap_plugin_params_t *params = nullptr;
+    const clap_plugin_audio_ports_t *audioPorts = nullptr;
+    const clap_plugin_state_t *state = nullptr;
+    double sampleRate = 0;
+    bool active = false, processing = false;
+
+    Instance() = default;
+    Instance(const Instance &) = delete;
+    Instance &operator=(const Instance &) = delete;
+    ~Instance();  // stops, deactivates and destroys what is still running
+};
+
+// create_plugin with the descriptor's id, then init. Throws HostError when
+// the factory answers null or init answers false.
+std::unique_ptr<Instance> CreateInstance(const PluginLibrary &library,
+                                         const HostConfig &config = HostConfig());
+// CreateInstance, then Activate: an instance ready for Process.
+std::unique_ptr<Instance> StartInstance(const PluginLibrary &library,
+                                        const HostConfig &config = HostConfig(),
+                                        double sampleRate = 48000.0);
+// activate (min 1, max maxFrames) and start_processing.
+void Activate(Instance &instance, double sampleRate = 48000.0, uint32_t maxFrames = 4096);
+// stop_processing and deactivate, for what is running.
+void Deactivate(Instance &instance);
+// Deactivate, then destroy; the record stays and holds a null plugin.
+void DestroyInstance(Instance &instance);
+
+// ---- events ----
+
+// Room for any one event record. Events that the plug-in sends out are
+// copied into it; a longer one keeps its first sizeof(HostEvent) bytes.
+union HostEvent {
+    clap_event_header_t header;
+    clap_event_param_value_t value;
+    clap_event_param_mod_t mod;
+    clap_event_param_gesture_t gesture;
+    clap_event_transport_t transport;
+    clap_event_note_t note;
+    clap_event_note_expression_t expression;
+    clap_event_midi_t midi;
+    clap_event_midi_sysex_t sysex;
+    clap_event_midi2_t midi2;
+};
+
+HostEvent ParamValueEvent(uint32_t time, clap_id id, double value);
+HostEvent ParamModEvent(uint32_t time, clap_id id, double amount, int32_t noteId = -1);
+HostEvent GestureEvent(uint32_t time, clap_id id, bool begin);
+// A playing transport with tempo, and beat and seconds timelines at the
+// given frame position.
+clap_event_transport_t MakeTransport(double tempo, bool playing, uint64_t position = 0,
+                                     double sampleRate = 48000.0);
+HostEvent TransportEvent(uint32_t time, const clap_event_transport_t &transport);
+// type: CLAP_EVENT_NOTE_ON, _OFF, _CHOKE or _END.
+HostEvent NoteEvent(uint32_t time, uint16_t type, int16_t key, double velocity);
+HostEvent MidiEvent(uint32_t time, uint8_t status, uint8_t data1, uint8_t data2);
+HostEvent Midi2Event(uint32_t time, uint32_t word0);
+// Moves the event to another event space.
+HostEvent InSpace(HostEvent event, uint16_t space);
+
+// ---- processing ----
+
+// Two channels of equal length.
+struct StereoBuffer {
+    std::vector<float> left, right;
+    uint32_t frames() const { return uint32_t(left.size()); }
+};
+StereoBuffer MakeStereo(uint32_t frames, float fill = 0.0f);
+// Deterministic white noise in -amplitude .. amplitude, different per seed.
+StereoBuffer Noise(uint32_t frames, uint32_t seed = 1, float amplitude = 0.5f);
+// The first frame at which the two differ in any bit (or in length, at the
+// shorter length); -1 when they are the same.
+int64_t FirstDifferentFrame(const StereoBuffer &a, const StereoBuffer &b);
+
+// One process call as the host hands it over. Pointers may be null and
+// counts zero on purpose, to try the shapes a careless host sends.
+struct ProcessRequest {
+    uint32_t frames = 0;
+    float *input[2] = {nullptr, nullptr};
+    float *output[2] = {nullptr, nullptr};
+    uint32_t inputChannels = 2, outputChannels = 2;  // up to 8; those past 2 are null
+    uint32_t inputPorts = 1, outputPorts = 1;        // 0: the port array is null
+    bool nullChannelArrays = false;                  // data32 is null
+    std::vector<HostEvent> events;                   // handed over in this order
+    const clap_event_transport_t *transport = nullptr;
+    bool nullEventLists = false;  // in_events and out_events null (outside the contract)
+    bool refuseOutput = false;    // try_push answers false to everything
+    int64_t steadyTime = -1;
+};
+
+struct ProcessResult {
+    clap_process_status status = CLAP_PROCESS_ERROR;
+    std::vector<HostEvent> output;  // copies of what the plug-in pushed, refused ones too
+};
+
+ProcessResult Process(Instance &instance, const ProcessRequest &request);
+// The common case: one stereo buffer in, one out, of the same length. The
+// plug-in gets copies placed between guard frames; a write into them throws
+// HostError.
+ProcessResult ProcessStereo(Instance &instance, const StereoBuffer &input, StereoBuffer &output,
+                            std::vector<HostEvent> events = {},
+                            const clap_event_transport_t *transport = nullptr);
+
+// ---- parameters ----
+
+uint32_t ParamCount(const Instance &instance);
+std::optional<clap_param_info_t> GetParamInfo(const Instance &instance, uint32_t index);
+std::optional<double> GetParamValue(const Instance &instance, clap_id id);
+std::optional<std::string> ParamText(const Instance &instance, clap_id id, double value);
+// params.flush with these input events; returns what the plug-in pushed.
+std::vector<HostEvent> FlushParams(Instance &instance, std::vector<HostEvent> events = {});
+// An exact name (the first row that has it), else a decimal id below the count;
+// CLAP_INVALID_ID when neither fits.
+clap_id FindParam(const Instance &instance, const std::string &nameOrId);
+
+// ---- effect chains ----
+
+struct ParamSetting {
+    clap_id id;
+    double value;
+};
+
+// "Reverb,Compressor 2": fills Effect Slot 1, 2, ... in order and switches on
+// each unit instance's Enable. Unknown names and more than eight units throw.
+std::vector<ParamSetting> ChainSettings(const std::string &chain);
+
+// ---- extension ids, for reports ----
+
+// Ids a CLAP host may ask a plug-in for, the ones this plug-in offers first.
+extern const char *const KNOWN_PLUGIN_EXTENSIONS[];
+extern const int KNOWN_PLUGIN_EXTENSION_COUNT;
+
+// ---- standard error ----
+
+// Runs body with file descriptor 2 sent to a temporary file; returns what was
+// written there.
+std::string CaptureStderr(const std::function<void()> &body);
+
+// ---- audio files and the demo signal ----
+
+struct WavAudio {
+    uint32_t sampleRate = 0;
+    uint16_t channels = 0;       // as stored: 1 or 2
+    uint16_t bitsPerSample = 0;  // as stored: 16, 24 or 32 (float)
+    StereoBuffer audio;          // mono is duplicated to both channels
+};
+
+// RIFF/WAVE, PCM 16 or 24 bit or 32-bit float, plain or extensible, mono or
+// stereo. Throws HostError naming the file and the fault.
+WavAudio ReadWav(const std::string &path);
+WavAudio ParseWav(const uint8_t *bytes, size_t size);  // the same, from memory
+// 32-bit float stereo.
+void WriteWav(const std::string &path, const StereoBuffer &audio, uint32_t sampleRate);
+std::vector<uint8_t> EncodeWav(const StereoBuffer &audio, uint32_t sampleRate);
+
+// A short piece of music at 120 BPM made in code: kick, snare, hats and a
+// chord pad. The same every time.
+StereoBuffer DemoSignal(uint32_t sampleRate = 48000, double seconds = 8.0);

@@ -1,0 +1,390 @@
+// lathemoor-host: describe the plug-in, run a WAV file through it, or render
+// the demo piece.
+#include <errno.h>
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
+#include <cmath>
+#include <string>
+#include <vector>
+#include "tools/host/host.h"
+
+// ---- the demo ----
+
+// The showcase chain of `demo`, slot 1 first, and the settings it starts
+// from (by parameter name). Units join as the engine gains them, e.g.
+//     "Chorus", "Ping-Pong Delay", "Reverb", "Compressor"
+// with {"Reverb Mix", 0.25}, {"Ping-Pong Delay Mix", 0.2}.
+const std::vector<const char *> DEMO_CHAIN = {
+    "Polyrhythmic Delay",
+};
+const std::vector<std::pair<const char *, double>> DEMO_SETTINGS = {
+    {"Polyrhythmic Delay Mix", 0.25},
+};
+const double DEMO_TEMPO = 120.0;
+const double DEMO_SECONDS = 8.0;
+const uint32_t DEMO_RATE = 48000;
+const char *const DEMO_OUTPUT = "demo-out.wav";
+
+// ---- rendering ----
+
+const uint32_t DEFAULT_BLOCK = 512;
+const uint32_t LARGEST_BLOCK = 1 << 20;
+const uint32_t LARGEST_RATE = 1536000;
+const double PROGRESS_AFTER_SECONDS = 30.0;  // shorter files render without a bar
+
+struct RenderJob {
+    std::string pluginPath;
+    StereoBuffer input;
+    uint32_t sampleRate = 0;
+    std::string chain;
+    std::vector<std::pair<std::string, std::string>> sets;  // name or id, value text
+    double tempo = 0;  // 0: no transport
+    uint32_t block = DEFAULT_BLOCK;
+};
+
+struct RenderOutcome {
+    StereoBuffer output;
+    double wallSeconds = 0;
+    double audioSeconds = 0;
+};
+
+static double Now() {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
+
+static double ParseNumber(const std::string &text, const char *what) {
+    char *end = nullptr;
+    errno = 0;
+    double value = strtod(text.c_str(), &end);
+    if (text.empty() || *end || errno || !std::isfinite(value))
+        throw HostError(std::string("bad ") + what + " \"" + text + "\"");
+    return value;
+}
+
+static uint32_t ParseCount(const std::string &text, const char *what, uint32_t largest) {
+    double value = ParseNumber(text, what);
+    if (value < 1 || value > largest || value != floor(value))
+        throw HostError(std::string("bad ") + what + " \"" + text + "\" (1 to " +
+                        std::to_string(largest) + ")");
+    return uint32_t(value);
+}
+
+// The value events of the job's chain and settings, for frame 0.
+static std::vector<HostEvent> SettingEvents(const Instance &instance, const RenderJob &job) {
+    std::vector<HostEvent> events;
+    for (const ParamSetting &setting : ChainSettings(job.chain))
+        events.push_back(ParamValueEvent(0, setting.id, setting.value));
+    for (const auto &set : job.sets) {
+        clap_id id = FindParam(instance, set.first);
+        if (id == CLAP_INVALID_ID) throw HostError("no parameter \"" + set.first + "\"");
+        double value = ParseNumber(set.second, "parameter value");
+        if (value < 0 || value > 1)
+            throw HostError("value of \"" + set.first + "\" outside 0..1: " + set.second);
+        events.push_back(ParamValueEvent(0, id, value));
+    }
+    return events;
+}
+
+static void ShowProgress(uint32_t done, uint32_t total, int *shown) {
+    int percent = total ? int(uint64_t(done) * 100 / total) : 100;
+    if (percent == *shown) return;
+    *shown = percent;
+    char bar[41];
+    int filled = percent * 40 / 100;
+    for (int i = 0; i < 40; i++) bar[i] = i < filled ? '#' : '.';
+    bar[40] = 0;
+    fprintf(stderr, "\r[%s] %3d%%", bar, percent);
+    fflush(stderr);
+}
+
+static RenderOutcome Render(const RenderJob &job) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(job.pluginPath);
+    RenderOutcome outcome;
+    {
+        std::unique_ptr<Instance> instance = CreateInstance(*library);
+        std::vector<HostEvent> firstEvents = SettingEvents(*instance, job);
+        uint32_t frames = job.input.frames();
+        outcome.output = MakeStereo(frames);
+        outcome.audioSeconds = double(frames) / job.sampleRate;
+        bool progress = isatty(2) && outcome.audioSeconds > PROGRESS_AFTER_SECONDS;
+        int shown = -1;
+
+        double started = Now();
+        Activate(*instance, job.sampleRate, job.block);
+        for (uint32_t at = 0; at < frames; at += job.block) {
+            ProcessRequest request;
+            request.frames = frames - at < job.block ? frames - at : job.block;
+            request.input[0] = const_cast<float *>(job.input.left.data()) + at;
+            request.input[1] = const_cast<float *>(job.input.right.data()) + at;
+            request.output[0] = outcome.output.left.data() + at;
+            request.output[1] = outcome.output.right.data() + at;
+            request.steadyTime = at;
+            if (at == 0) request.events = firstEvents;
+            clap_event_transport_t transport = MakeTransport(job.tempo, true, at, job.sampleRate);
+            if (job.tempo > 0) request.transport = &transport;
+            if (Process(*instance, request).status == CLAP_PROCESS_ERROR)
+                throw HostError("the plug-in reported a processing error");
+            if (progress) ShowProgress(at + request.frames, frames, &shown);
+        }
+        if (progress) fprintf(stderr, "\r%60s\r", "");
+        Deactivate(*instance);
+        outcome.wallSeconds = Now() - started;
+    }
+    ClosePlugin(library.get());
+    return outcome;
+}
+
+static void PrintRealtime(const RenderOutcome &outcome) {
+    double wall = outcome.wallSeconds > 1e-9 ? outcome.wallSeconds : 1e-9;
+    printf("rendered %.2f s of audio in %.3f s: %.1fx realtime\n", outcome.audioSeconds,
+           outcome.wallSeconds, outcome.audioSeconds / wall);
+}
+
+// ---- commands ----
+
+static void Usage(FILE *to) {
+    fprintf(to,
+            "usage: lathemoor-host [--plugin PATH] COMMAND\n"
+            "  info                      describe the plug-in: descriptor, extensions, ports,\n"
+            "                            parameters\n"
+            "  render IN.wav OUT.wav     run a WAV file through the plug-in, write 32-bit float\n"
+            "    --set NAME=VALUE        set a parameter (exact name or id) to VALUE in 0..1;\n"
+            "                            repeatable\n"
+            "    --chain \"A,B 2,...\"     fill Effect Slot 1.. with these units and enable them\n"
+            "    --tempo BPM             send a playing transport with this tempo\n"
+            "    --block N               frames per process call (default %u)\n"
+            "    --rate HZ               run the plug-in at this rate (default: the file's;\n"
+            "                            no resampling)\n"
+            "  demo [OUT.wav]            render the built-in demo piece (default %s)\n"
+            "The plug-in is $LATHEMOOR_PLUGIN, else ~/.clap/LathemoorFX.clap, else the one\n"
+            "this build made.\n",
+            DEFAULT_BLOCK, DEMO_OUTPUT);
+}
+
+static std::string FlagsText(uint32_t flags) {
+    std::string text;
+    struct Name {
+        uint32_t bit;
+        const char *name;
+    };
+    static const Name NAMES[] = {
+        {CLAP_PARAM_IS_STEPPED, "stepped"},     {CLAP_PARAM_IS_PERIODIC, "periodic"},
+        {CLAP_PARAM_IS_HIDDEN, "hidden"},       {CLAP_PARAM_IS_READONLY, "read-only"},
+        {CLAP_PARAM_IS_BYPASS, "bypass"},       {CLAP_PARAM_IS_AUTOMATABLE, "automatable"},
+        {CLAP_PARAM_IS_MODULATABLE, "modulatable"},
+    };
+    for (const Name &name : NAMES)
+        if (flags & name.bit) text += (text.empty() ? "" : ",") + std::string(name.name);
+    return text.empty() ? "-" : text;
+}
+
+static const char *OrNull(const char *text) { return text ? text : "(null)"; }
+
+static void PrintPorts(const Instance &instance, bool isInput) {
+    const char *way = isInput ? "in " : "out";
+    if (!instance.audioPorts) return;
+    uint32_t count = instance.audioPorts->count(instance.plugin, isInput);
+    printf("audio ports %s  %u\n", way, count);
+    for (uint32_t i = 0; i < count; i++) {
+        clap_audio_port_info_t info;
+        memset(&info, 0, sizeof info);
+        if (!instance.audioPorts->get(instance.plugin, i, isInput, &info)) {
+            printf("  %u: get failed\n", i);
+            continue;
+        }
+        info.name[sizeof info.name - 1] = 0;
+        char pair[16];
+        if (info.in_place_pair == CLAP_INVALID_ID)
+            snprintf(pair, sizeof pair, "none");
+        else
+            snprintf(pair, sizeof pair, "%u", info.in_place_pair);
+        printf("  %u: id %u \"%s\", %u channels, type %s, flags %u, in-place pair %s\n", i,
+               info.id, info.name, info.channel_count, OrNull(info.port_type), info.flags, pair);
+    }
+}
+
+static int CommandInfo(const std::string &pluginPath) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+    const clap_plugin_descriptor_t *d = library->descriptor;
+    printf("plug-in file  %s\n", library->path.c_str());
+    printf("clap version  %u.%u.%u\n", d->clap_version.major, d->clap_version.minor,
+           d->clap_version.revision);
+    printf("id            %s\n", OrNull(d->id));
+    printf("name          %s\n", OrNull(d->name));
+    printf("vendor        %s\n", OrNull(d->vendor));
+    printf("version       %s\n", OrNull(d->version));
+    printf("url           %s\n", OrNull(d->url));
+    printf("manual url    %s\n", OrNull(d->manual_url));
+    printf("support url   %s\n", OrNull(d->support_url));
+    printf("description   %s\n", OrNull(d->description));
+    printf("features     ");
+    for (const char *const *f = d->features; f && *f; f++) printf(" %s", *f);
+    printf("\n");
+    printf("factories    ");
+    for (const char *id : {CLAP_PLUGIN_FACTORY_ID, CLAP_PRESET_DISCOVERY_FACTORY_ID,
+                           CLAP_PLUGIN_INVALIDATION_FACTORY_ID})
+        if (library->entry->get_factory(id)) printf(" %s", id);
+    printf("\n");
+    {
+        std::unique_ptr<Instance> instance = CreateInstance(*library);
+        const clap_plugin_t *plugin = instance->plugin;
+        std::string offered, missing;
+        for (int i = 0; i < KNOWN_PLUGIN_EXTENSION_COUNT; i++) {
+            const char *id = KNOWN_PLUGIN_EXTENSIONS[i];
+            (plugin->get_extension(plugin, id) ? offered : missing) += std::string(" ") + id;
+        }
+        printf("extensions   %s\n", offered.c_str());
+        printf("not offered  %s\n", missing.c_str());
+        PrintPorts(*instance, true);
+        PrintPorts(*instance, false);
+        if (instance->params) {
+            uint32_t count = ParamCount(*instance);
+            printf("parameters    %u\n", count);
+            printf("  %4s  %-36s %-9s %-6s %-25s %s\n", "id", "name", "default", "flags", "",
+                   "default text");
+            for (uint32_t i = 0; i < count; i++) {
+                std::optional<clap_param_info_t> info = GetParamInfo(*instance, i);
+                if (!info) {
+                    printf("  %4u  get_info failed\n", i);
+                    continue;
+                }
+                std::optional<std::string> text =
+                    ParamText(*instance, info->id, info->default_value);
+                printf("  %4u  %-36s %-9.7g %-6u %-25s %s\n", info->id, info->name,
+                       info->default_value, info->flags, FlagsText(info->flags).c_str(),
+                       text ? text->c_str() : "(no text)");
+            }
+        }
+    }
+    ClosePlugin(library.get());
+    return 0;
+}
+
+static int CommandRender(RenderJob job, const std::string &inPath, const std::string &outPath,
+                         uint32_t rate) {
+    WavAudio wav = ReadWav(inPath);
+    job.input = std::move(wav.audio);
+    job.sampleRate = rate ? rate : wav.sampleRate;
+    RenderOutcome outcome = Render(job);
+    WriteWav(outPath, outcome.output, job.sampleRate);
+    printf("%s -> %s: %u Hz, %u-bit %s in, %s\n", inPath.c_str(), outPath.c_str(),
+           job.sampleRate, wav.bitsPerSample, wav.channels == 1 ? "mono" : "stereo",
+           job.chain.empty() ? "no chain" : ("chain " + job.chain).c_str());
+    PrintRealtime(outcome);
+    return 0;
+}
+
+static int CommandDemo(const std::string &pluginPath, const std::string &outPath) {
+    RenderJob job;
+    job.pluginPath = pluginPath;
+    job.sampleRate = DEMO_RATE;
+    job.tempo = DEMO_TEMPO;
+    job.input = DemoSignal(DEMO_RATE, DEMO_SECONDS);
+    std::string chainText;
+    for (const char *unit : DEMO_CHAIN)
+        chainText += (chainText.empty() ? "" : ",") + std::string(unit);
+    job.chain = chainText;
+    for (const auto &setting : DEMO_SETTINGS) {
+        char value[32];
+        snprintf(value, sizeof value, "%.9g", setting.second);
+        job.sets.push_back({setting.first, value});
+    }
+    RenderOutcome outcome = Render(job);
+    WriteWav(outPath, outcome.output, DEMO_RATE);
+    printf("plug-in  %s\n", pluginPath.c_str());
+    printf("chain    %s\n", chainText.empty() ? "(empty: the piece passes through)"
+                                              : chainText.c_str());
+    for (const auto &setting : DEMO_SETTINGS)
+        printf("setting  %s = %g\n", setting.first, setting.second);
+    printf("signal   %.1f s demo piece at %u Hz, %.0f BPM\n", DEMO_SECONDS, DEMO_RATE, DEMO_TEMPO);
+    printf("wrote    %s\n", outPath.c_str());
+    PrintRealtime(outcome);
+    return 0;
+}
+
+// ---- arguments ----
+
+static int Run(int argc, char **argv) {
+    std::string pluginPath, chain;
+    std::vector<std::string> words;
+    std::vector<std::pair<std::string, std::string>> sets;
+    double tempo = 0;
+    uint32_t block = DEFAULT_BLOCK, rate = 0;
+    for (int i = 1; i < argc; i++) {
+        std::string arg = argv[i];
+        auto value = [&]() -> std::string {
+            if (i + 1 >= argc) throw HostError(arg + " needs a value");
+            return argv[++i];
+        };
+        if (arg == "-h" || arg == "--help") {
+            Usage(stdout);
+            return 0;
+        } else if (arg == "--plugin") {
+            pluginPath = value();
+        } else if (arg == "--set") {
+            std::string setting = value();
+            size_t equals = setting.rfind('=');
+            if (equals == std::string::npos || equals == 0)
+                throw HostError("--set wants NAME=VALUE, not \"" + setting + "\"");
+            sets.push_back({setting.substr(0, equals), setting.substr(equals + 1)});
+        } else if (arg == "--chain") {
+            chain = value();
+            ChainSettings(chain);  // a bad name fails here, before any work
+        } else if (arg == "--tempo") {
+            tempo = ParseNumber(value(), "tempo");
+            if (tempo <= 0 || tempo > 999) throw HostError("tempo outside 0..999 BPM");
+        } else if (arg == "--block") {
+            block = ParseCount(value(), "block size", LARGEST_BLOCK);
+        } else if (arg == "--rate") {
+            rate = ParseCount(value(), "sample rate", LARGEST_RATE);
+        } else if (arg.size() > 1 && arg[0] == '-') {
+            throw HostError("unknown option " + arg + " (see --help)");
+        } else {
+            words.push_back(arg);
+        }
+    }
+    if (words.empty()) {
+        Usage(stderr);
+        return 2;
+    }
+    if (pluginPath.empty()) pluginPath = DefaultPluginPath();
+    const std::string &command = words[0];
+    bool renderOptions = !sets.empty() || !chain.empty() || tempo > 0 ||
+                         block != DEFAULT_BLOCK || rate != 0;
+    if (command != "render" && renderOptions)
+        throw HostError("--set, --chain, --tempo, --block and --rate belong to render");
+    if (command == "info") {
+        if (words.size() != 1) throw HostError("info takes no arguments");
+        return CommandInfo(pluginPath);
+    }
+    if (command == "render") {
+        if (words.size() != 3) throw HostError("render wants IN.wav OUT.wav");
+        RenderJob job;
+        job.pluginPath = pluginPath;
+        job.chain = chain;
+        job.sets = sets;
+        job.tempo = tempo;
+        job.block = block;
+        return CommandRender(job, words[1], words[2], rate);
+    }
+    if (command == "demo") {
+        if (words.size() > 2) throw HostError("demo takes at most one file name");
+        return CommandDemo(pluginPath, words.size() == 2 ? words[1] : DEMO_OUTPUT);
+    }
+    throw HostError("unknown command \"" + command + "\" (see --help)");
+}
+
+int main(int argc, char **argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception &error) {
+        fprintf(stderr, "lathemoor-host: %s\n", error.what());
+        return 1;
+    }
+}

@@ -41,13 +41,12 @@ static void EvaluateModulators(Engine *engine, EngineContext *context, float out
     out[0] = out[1] = out[2] = 0.0f;
 }
 
+// A sample above the threshold, below its negative or not a number is sound;
+// the search ends at the first one, which music finds at once.
 static bool HasSound(const float *samples, int32_t count) {
-    bool sound = false;
-    for (int32_t i = 0; i < count; i++) {
-        float s = samples[i];
-        sound |= s > SILENCE_THRESHOLD || s < -SILENCE_THRESHOLD || s != s;
-    }
-    return sound;
+    for (int32_t i = 0; i < count; i++)
+        if (!(fabsf(samples[i]) <= SILENCE_THRESHOLD)) return true;
+    return false;
 }
 
 static void Process(EngineContext *context, float *wet, int32_t frames) {
@@ -95,8 +94,15 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
             RunSlot(engine, context, ParamDecodeWhole(live[PARAM_EFFECT_SLOT + s]), block, count);
         engine->unitPosition += count;
 
-        float gain = expf((40.0f * live[PARAM_POST_GAIN] - 20.0f) * 0.05f * 2.3025851f);
-        for (int i = 0; i < 2 * count; i++) block[i] *= gain;
+        // The gain is worked out again only when Post Gain moves, and unity
+        // gain (Post Gain 0.5) leaves the audio untouched, tiny values included.
+        if (live[PARAM_POST_GAIN] != engine->postGainValue || !engine->postGainKnown) {
+            engine->postGainValue = live[PARAM_POST_GAIN];
+            engine->postGain = expf((40.0f * engine->postGainValue - 20.0f) * 0.05f * 2.3025851f);
+            engine->postGainKnown = 1;
+        }
+        if (engine->postGain != 1.0f)
+            for (int i = 0; i < 2 * count; i++) block[i] *= engine->postGain;
 
         remaining -= count;
         block += 2 * count;

@@ -165,26 +165,60 @@ inline void SetSecondSection(BiquadStage *stage, BiquadCoefficients c) {
     stage->a1b = c.a1, stage->a2b = c.a2, stage->b0b = c.b0, stage->b1b = c.b1, stage->b2b = c.b2;
 }
 
-// One frame through the stage on both lanes, in place: y = b0 x + b1 x1 +
-// b2 x2 - a1 y1 - a2 y2, and with `cascade` the second section on that y.
+// The two lanes of a stereo frame in one vector register; the upper two
+// elements are unused. Each element is computed exactly as scalar code would,
+// so the vector form changes no result.
+typedef float Lanes __attribute__((vector_size(16)));
+
+inline Lanes LoadLanes(const float pair[2]) { return Lanes{pair[0], pair[1], 0.0f, 0.0f}; }
+inline void StoreLanes(Lanes v, float pair[2]) { pair[0] = v[0], pair[1] = v[1]; }
+inline Lanes Splat(float v) { return Lanes{v, v, v, v}; }
+
+// A BiquadStage opened for a per-frame loop: coefficients and state in
+// registers. BiquadOpen before the loop, BiquadRun per frame, BiquadClose
+// after it to put the state back.
+struct BiquadLanes {
+    Lanes b0, b1, b2, a1, a2, x1, x2, y1, y2;
+    Lanes b0b, b1b, b2b, a1b, a2b, x1b, x2b, y1b, y2b;
+    bool cascade;
+};
+
+inline BiquadLanes BiquadOpen(const BiquadStage *s) {
+    BiquadLanes l;
+    l.b0 = Splat(s->b0), l.b1 = Splat(s->b1), l.b2 = Splat(s->b2);
+    l.a1 = Splat(s->a1), l.a2 = Splat(s->a2);
+    l.x1 = LoadLanes(s->x1), l.x2 = LoadLanes(s->x2), l.y1 = LoadLanes(s->y1), l.y2 = LoadLanes(s->y2);
+    l.b0b = Splat(s->b0b), l.b1b = Splat(s->b1b), l.b2b = Splat(s->b2b);
+    l.a1b = Splat(s->a1b), l.a2b = Splat(s->a2b);
+    l.x1b = LoadLanes(s->x1b), l.x2b = LoadLanes(s->x2b);
+    l.y1b = LoadLanes(s->y1b), l.y2b = LoadLanes(s->y2b);
+    l.cascade = s->cascade != 0;
+    return l;
+}
+
+inline void BiquadClose(const BiquadLanes *l, BiquadStage *s) {
+    StoreLanes(l->x1, s->x1), StoreLanes(l->x2, s->x2);
+    StoreLanes(l->y1, s->y1), StoreLanes(l->y2, s->y2);
+    StoreLanes(l->x1b, s->x1b), StoreLanes(l->x2b, s->x2b);
+    StoreLanes(l->y1b, s->y1b), StoreLanes(l->y2b, s->y2b);
+}
+
+// One frame through the stage on both lanes: y = b0 x + b1 x1 + b2 x2 -
+// a1 y1 - a2 y2, and with `cascade` the second section on that y.
+inline Lanes BiquadRun(BiquadLanes *l, Lanes x) {
+    Lanes y = l->b0 * x + l->b1 * l->x1 + l->b2 * l->x2 - l->a1 * l->y1 - l->a2 * l->y2;
+    l->x2 = l->x1, l->x1 = x, l->y2 = l->y1, l->y1 = y;
+    if (!l->cascade) return y;
+    Lanes z = l->b0b * y + l->b1b * l->x1b + l->b2b * l->x2b - l->a1b * l->y1b - l->a2b * l->y2b;
+    l->x2b = l->x1b, l->x1b = y, l->y2b = l->y1b, l->y1b = z;
+    return z;
+}
+
+// One frame through a stage kept in memory, for code outside a per-frame loop.
 inline void BiquadStep(BiquadStage *s, float lanes[2]) {
-    for (int lane = 0; lane < 2; lane++) {
-        float x = lanes[lane];
-        float y = s->b0 * x + s->b1 * s->x1[lane] + s->b2 * s->x2[lane] - s->a1 * s->y1[lane] -
-                  s->a2 * s->y2[lane];
-        s->x2[lane] = s->x1[lane], s->x1[lane] = x;
-        s->y2[lane] = s->y1[lane], s->y1[lane] = y;
-        lanes[lane] = y;
-    }
-    if (!s->cascade) return;
-    for (int lane = 0; lane < 2; lane++) {
-        float x = lanes[lane];
-        float y = s->b0b * x + s->b1b * s->x1b[lane] + s->b2b * s->x2b[lane] -
-                  s->a1b * s->y1b[lane] - s->a2b * s->y2b[lane];
-        s->x2b[lane] = s->x1b[lane], s->x1b[lane] = x;
-        s->y2b[lane] = s->y1b[lane], s->y1b[lane] = y;
-        lanes[lane] = y;
-    }
+    BiquadLanes l = BiquadOpen(s);
+    StoreLanes(BiquadRun(&l, LoadLanes(lanes)), lanes);
+    BiquadClose(&l, s);
 }
 
 // The shared part of the two designs at Q 0.5, where the bandwidth term is

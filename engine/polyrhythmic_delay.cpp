@@ -46,27 +46,27 @@ static void RunLine(PolyDelayLine *delay, const EngineContext *context, int inst
     float level = Clamp01(mix);
     float loopGain = Clamp01(feedback) * POLY_DELAY_FEEDBACK_SCALE;
 
-    // Local copies keep the filter states in registers through the loop.
-    BiquadStage wetFilter = delay->wetFilter, feedbackFilter = delay->feedbackFilter;
+    BiquadLanes wetFilter = BiquadOpen(&delay->wetFilter);
+    BiquadLanes feedbackFilter = BiquadOpen(&delay->feedbackFilter);
+    Lanes leftRightGain = {gainLeft, gainRight, 0.0f, 0.0f};
+    Lanes levelLanes = Splat(level), loopLanes = Splat(loopGain);
     float *storage = delay->line.samples;
     int32_t end = 2 * length, index = delay->line.writeIndex;
     for (int i = 0; i < count; i++) {
         float *frame = frames + 2 * i;
         if (index >= end) index = 0;
-        float inL = frame[0], inR = frame[1];
-        float wet[2] = {storage[index], storage[index + 1]};
-        float back[2] = {loopGain * storage[index + 1], loopGain * storage[index]};
-        BiquadStep(&wetFilter, wet);
-        BiquadStep(&feedbackFilter, back);
-        frame[0] = inL + wet[0] * level;
-        frame[1] = inR + wet[1] * level;
-        storage[index] = inL * gainLeft + back[0];
-        storage[index + 1] = inR * gainRight + back[1];
+        Lanes in = LoadLanes(frame);
+        Lanes stored = LoadLanes(storage + index);
+        Lanes swapped = {stored[1], stored[0], 0.0f, 0.0f};
+        Lanes wet = BiquadRun(&wetFilter, stored);
+        Lanes back = BiquadRun(&feedbackFilter, loopLanes * swapped);
+        StoreLanes(in + wet * levelLanes, frame);
+        StoreLanes(in * leftRightGain + back, storage + index);
         index += 2;
     }
     delay->line.writeIndex = index;
-    delay->wetFilter = wetFilter;
-    delay->feedbackFilter = feedbackFilter;
+    BiquadClose(&wetFilter, &delay->wetFilter);
+    BiquadClose(&feedbackFilter, &delay->feedbackFilter);
 }
 
 void PolyDelayRun(Engine *engine, const EngineContext *context, int instance, float *frames,

@@ -52,4 +52,6 @@ struct Engine {
     double unitPosition;       // samples; what units read
     double modulatorPosition;  // samples; what the modulators read
     double silentFrames;       // frames since the last sound
+    float postGainValue, postGain;  // the Post Gain value last seen and its factor
+    uint8_t postGainKnown;
 };

@@ -1,0 +1,122 @@
+// Benchmarks, not tests: ns per stereo frame of each chain at each processor
+// level this machine runs, with 32-, 512- and 2,048-frame host blocks, the
+// realtime factor at 48 kHz, and the cost of one CLAP process call.
+//
+//   lathemoor_bench [seconds-of-audio-per-case]
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <random>
+#include <vector>
+
+#include "engine/backend.h"
+#include "engine/dispatch.h"
+#include "engine/engine.h"
+#include "engine/state.h"
+#include "shell/params.h"
+#include "tools/host/host.h"
+
+static double Now() {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return t.tv_sec + t.tv_nsec * 1e-9;
+}
+
+struct Chain {
+    const char *name;
+    void (*setUp)(float *value);
+};
+
+static void EmptyChain(float *value) {}
+static void PolyDelayChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitPolyrhythmicDelay);
+    value[PARAM_DELAY_ENABLE] = 1.0f;
+}
+
+static const Chain CHAINS[] = {
+    {"empty chain", EmptyChain},
+    {"Polyrhythmic Delay", PolyDelayChain},
+};
+
+// Runs `seconds` of noise through one build in host blocks of `block` frames
+// (cut into chunks of at most 2,048 as the driver does); the best of three.
+static double NsPerFrame(const Chain &chain, int level, int block, double seconds) {
+    const float rate = 48000.0f;
+    int frames = (int)(seconds * rate);
+    std::vector<float> input(2 * frames), wet(2 * ENGINE_MAX_FRAMES);
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    for (float &s : input) s = uniform(random);
+    double best = 1e30;
+    for (int round = 0; round < 3; round++) {
+        EngineContext context = {};
+        MeterBlock meter = {};
+        context.sampleRate = rate;
+        context.samplesPerBeat = 24000.0f;
+        context.meter = &meter;
+        for (int i = 0; i < PARAM_COUNT; i++) context.liveValue[i] = PARAM_INFO[i].defaultValue;
+        chain.setUp(context.liveValue);
+        const EngineBackend *backend = EngineBackendOfLevel(level);
+        double start = Now();
+        for (int at = 0; at < frames; at += block) {
+            int n = frames - at < block ? frames - at : block;
+            for (int done = 0; done < n; done += ENGINE_MAX_FRAMES) {
+                int m = n - done < ENGINE_MAX_FRAMES ? n - done : ENGINE_MAX_FRAMES;
+                context.dryBlock = &input[2 * (at + done)];
+                backend->process(&context, wet.data(), m);
+            }
+        }
+        double elapsed = Now() - start;
+        backend->destroy(&context);
+        if (elapsed < best) best = elapsed;
+    }
+    return best * 1e9 / frames;
+}
+
+// One CLAP process call of `block` frames through the installed or built
+// plug-in, with no events, and with a value event for each of the 231
+// parameters.
+static void ProcessCallCost(double seconds) {
+    PluginLibrary &library = *OpenPlugin(DefaultPluginPath()).release();
+    printf("\nCLAP process call through %s (empty chain)\n", library.path.c_str());
+    printf("%8s %14s %22s\n", "block", "ns per call", "ns per call, 231 events");
+    for (uint32_t block : {1u, 32u, 512u}) {
+        std::unique_ptr<Instance> instance = StartInstance(library);
+        StereoBuffer in = Noise(block, 1), out = MakeStereo(block);
+        std::vector<HostEvent> events;
+        for (clap_id id = 0; id < PARAM_COUNT; id++)
+            events.push_back(ParamValueEvent(0, id, PARAM_INFO[id].defaultValue));
+        double cost[2];
+        for (int withEvents = 0; withEvents < 2; withEvents++) {
+            int calls = (int)(seconds * 48000.0 / block) + 1000;
+            double start = Now();
+            for (int i = 0; i < calls; i++)
+                ProcessStereo(*instance, in, out, withEvents ? events : std::vector<HostEvent>());
+            cost[withEvents] = (Now() - start) * 1e9 / calls;
+        }
+        printf("%8u %14.0f %22.0f\n", block, cost[0], cost[1]);
+    }
+}
+
+int main(int argc, char **argv) {
+    double seconds = argc > 1 ? atof(argv[1]) : 10.0;
+    EngineDetectProcessor();
+    int top = EngineSelectedLevel();
+    printf("ns per stereo frame at 48 kHz (%.0f s of noise per case, best of 3); "
+           "realtime factor in brackets\n", seconds);
+    printf("%-22s %5s %16s %16s %16s\n", "chain", "level", "block 32", "block 512", "block 2048");
+    for (const Chain &chain : CHAINS) {
+        for (int level = 1; level <= top; level++) {
+            printf("%-22s %5d", chain.name, level);
+            for (int block : {32, 512, 2048}) {
+                double ns = NsPerFrame(chain, level, block, seconds);
+                printf(" %6.2f (%6.0fx)", ns, 1e9 / 48000.0 / ns);
+            }
+            printf("\n");
+        }
+    }
+    ProcessCallCost(seconds);
+    return 0;
+}

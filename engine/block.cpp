@@ -20,25 +20,36 @@ enum { DESTINATIONS = 9, NO_DESTINATION = -1 };
 // Frees every buffer a unit owns, for all units and instances. Filter
 // memories, phases and sums stay.
 static void UnitsReset(Engine *engine) {
-    for (int i = 0; i < UNIT_INSTANCES; i++) PolyDelayRelease(&engine->polyDelay[i]);
+    for (int i = 0; i < UNIT_INSTANCES; i++) {
+        PolyDelayRelease(&engine->polyDelay[i]);
+        PingPongRelease(&engine->pingPong[i]);
+        ChorusRelease(&engine->chorus[i]);
+        ReverbRelease(&engine->reverb[i]);
+        CompressorRelease(&engine->compressor[i]);
+    }
 }
 
 // Runs the unit of one slot id (instance × 9 + kind) on a SubBlock. Ids
 // outside 0..26 can only come from a damaged patch and run nothing.
-static void RunSlot(Engine *engine, const EngineContext *context, int32_t id, float *frames,
-                    int count) {
+static void RunSlot(Engine *engine, EngineContext *context, int32_t id, float *frames,
+                    const float *dry, int count) {
     if (id < 0 || id >= UNIT_INSTANCES * UNIT_KINDS) return;
     int instance = id / UNIT_KINDS;
     switch ((UnitKind)(id % UNIT_KINDS)) {
     case UnitPolyrhythmicDelay: PolyDelayRun(engine, context, instance, frames, count); break;
-    default: break;
+    case UnitPingPongDelay: PingPongRun(engine, context, instance, frames, count); break;
+    case UnitDistortion: DistortionRun(engine, context, instance, frames, count); break;
+    case UnitChorus: ChorusRun(engine, context, instance, frames, count); break;
+    case UnitPhaser: PhaserRun(engine, context, instance, frames, count); break;
+    case UnitEQ: EqRun(engine, context, instance, frames, count); break;
+    case UnitTranceGate: TranceGateRun(engine, context, instance, frames, count); break;
+    case UnitReverb: ReverbRun(engine, context, instance, frames, count); break;
+    case UnitCompressor: {
+        bool byDry = context->liveValue[PARAM_COMP_SIDECHAIN + instance] > 0.5f;
+        CompressorRun(engine, context, instance, frames, byDry ? dry : frames, count);
+        break;
     }
-}
-
-// The modulators' outputs at a position; they join the engine with their
-// curves, until then they are at rest.
-static void EvaluateModulators(Engine *engine, EngineContext *context, float out[3]) {
-    out[0] = out[1] = out[2] = 0.0f;
+    }
 }
 
 // A sample above the threshold, below its negative or not a number is sound;
@@ -82,7 +93,7 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
     for (int32_t remaining = frames; remaining > 0;) {
         int count = remaining < SUBBLOCK_FRAMES ? remaining : SUBBLOCK_FRAMES;
         float modulator[3];
-        EvaluateModulators(engine, context, modulator);
+        ModulatorsEvaluate(engine, context, modulator);
         engine->modulatorPosition += count;
         for (int k = 0; k < DESTINATIONS; k++) {
             if (destination[k] == NO_DESTINATION) continue;
@@ -91,7 +102,8 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
             *value = Clamp01((2.0f * amount - 1.0f) * modulator[k / 3] + *value);
         }
         for (int s = 0; s < SLOT_COUNT; s++)
-            RunSlot(engine, context, ParamDecodeWhole(live[PARAM_EFFECT_SLOT + s]), block, count);
+            RunSlot(engine, context, ParamDecodeWhole(live[PARAM_EFFECT_SLOT + s]), block,
+                    context->dryBlock, count);
         engine->unitPosition += count;
 
         // The gain is worked out again only when Post Gain moves, and unity

@@ -33,6 +33,47 @@ struct PolyDelayState {
     PolyDelayLine lines[2];
 };
 
+// Each record below belongs to its unit's file in engine/.
+struct PingPongState {
+    uint8_t unused;  // ping-pong delay
+};
+
+struct PhaserState {
+    uint8_t unused;  // phaser
+};
+
+struct ChorusState {
+    uint8_t unused;  // chorus
+};
+
+struct ReverbState {
+    uint8_t unused;  // reverb
+};
+
+struct EqState {
+    uint8_t unused;  // parametric EQ
+};
+
+struct TranceGateState {
+    uint8_t unused;  // trance gate
+};
+
+struct DistortionState {
+    uint8_t unused;  // multiband distortion, per instance
+};
+
+struct DistortionShared {
+    uint8_t unused;  // multiband distortion, shared by the three instances
+};
+
+struct CompressorState {
+    uint8_t unused;  // compressor
+};
+
+struct ModulatorState {
+    uint8_t unused;  // the three modulators' running state, if any
+};
+
 enum { UNIT_INSTANCES = 3, UNIT_KINDS = 9, SLOT_COUNT = 8, SUBBLOCK_FRAMES = 32 };
 
 enum UnitKind {
@@ -49,6 +90,16 @@ enum UnitKind {
 
 struct Engine {
     PolyDelayState polyDelay[UNIT_INSTANCES];
+    PingPongState pingPong[UNIT_INSTANCES];
+    DistortionState distortion[UNIT_INSTANCES];
+    DistortionShared distortionShared;
+    ChorusState chorus[UNIT_INSTANCES];
+    PhaserState phaser[UNIT_INSTANCES];
+    EqState eq[UNIT_INSTANCES];
+    TranceGateState tranceGate[UNIT_INSTANCES];
+    ReverbState reverb[UNIT_INSTANCES];
+    CompressorState compressor[UNIT_INSTANCES];
+    ModulatorState modulators;
     double unitPosition;       // samples; what units read
     double modulatorPosition;  // samples; what the modulators read
     double silentFrames;       // frames since the last sound

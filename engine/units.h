@@ -15,4 +15,44 @@ void PolyDelayRun(Engine *engine, const EngineContext *context, int instance, fl
 // Frees both lines' storage and sets their length and writeIndex to 0.
 void PolyDelayRelease(PolyDelayState *state);
 
+// Ping-Pong Delay.
+void PingPongRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+                 int count);
+void PingPongRelease(PingPongState *state);
+
+// Multiband Distortion; the band split is shared by the three instances.
+void DistortionRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+                   int count);
+
+// Chorus.
+void ChorusRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+               int count);
+void ChorusRelease(ChorusState *state);
+
+// Phaser.
+void PhaserRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+               int count);
+
+// Parametric EQ.
+void EqRun(Engine *engine, const EngineContext *context, int instance, float *frames, int count);
+
+// Trance Gate: a gate clocked by the engine's unit position.
+void TranceGateRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+                   int count);
+
+// Reverb.
+void ReverbRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+               int count);
+void ReverbRelease(ReverbState *state);
+
+// Compressor: `detector` is the SubBlock itself or, with Sidechain by Dry,
+// the same frames of the chunk's dry input. Writes its levels to the meter.
+void CompressorRun(Engine *engine, EngineContext *context, int instance, float *frames,
+                   const float *detector, int count);
+void CompressorRelease(CompressorState *state);
+
+// The three modulators' outputs at the engine's modulator position, and
+// their display data in the meter.
+void ModulatorsEvaluate(Engine *engine, EngineContext *context, float out[3]);
+
 }  // namespace ENGINE_NAMESPACE

@@ -1,0 +1,9 @@
+// Placeholder until the unit lands: passes the audio through.
+#include "engine/units.h"
+
+namespace ENGINE_NAMESPACE {
+
+void PingPongRun(Engine *engine, const EngineContext *context, int instance, float *frames, int count) {}
+void PingPongRelease(PingPongState *state) {}
+
+}  // namespace ENGINE_NAMESPACE

@@ -10,8 +10,11 @@
 
 static const uint32_t MXCSR_FLUSH_TO_ZERO = 0x8000, MXCSR_DENORMALS_ARE_ZERO = 0x40;
 
-// Written by every init with the same result; read by the audio threads.
+// Written by every init with the same result while other instances may be
+// processing; relaxed atomic access makes that rewrite well defined.
 static uint8_t levelFlags[ENGINE_LEVEL_COUNT] = {1, 0, 0, 0, 0};
+
+static bool LevelFlag(int index) { return __atomic_load_n(&levelFlags[index], __ATOMIC_RELAXED); }
 
 static const EngineBackend *const BACKENDS[ENGINE_LEVEL_COUNT] = {
     &ENGINE_BACKEND_1, &ENGINE_BACKEND_2, &ENGINE_BACKEND_3, &ENGINE_BACKEND_4, &ENGINE_BACKEND_5,
@@ -61,22 +64,19 @@ static CpuFeatures ThisProcessor(void) {
 void EngineDetectProcessor(void) {
     CpuFeatures cpu = ThisProcessor();
     EngineLevels levels = EngineLevelsFromFeatures(&cpu);
-    for (int i = 0; i < ENGINE_LEVEL_COUNT; i++) levelFlags[i] = levels.flag[i];
+    for (int i = 0; i < ENGINE_LEVEL_COUNT; i++)
+        __atomic_store_n(&levelFlags[i], levels.flag[i], __ATOMIC_RELAXED);
     fprintf(stderr, "cpu features: %d, %d, %d, %d, %d\n", levels.flag[0], levels.flag[1],
             levels.flag[2], levels.flag[3], levels.flag[4]);
 }
 
-static const EngineBackend *SelectedBackend(void) {
-    for (int i = ENGINE_LEVEL_COUNT - 1; i > 0; i--)
-        if (levelFlags[i]) return BACKENDS[i];
-    return BACKENDS[0];
-}
-
 int32_t EngineSelectedLevel(void) {
     for (int i = ENGINE_LEVEL_COUNT - 1; i > 0; i--)
-        if (levelFlags[i]) return i + 1;
+        if (LevelFlag(i)) return i + 1;
     return 1;
 }
+
+static const EngineBackend *SelectedBackend(void) { return BACKENDS[EngineSelectedLevel() - 1]; }
 
 const EngineBackend *EngineBackendOfLevel(int32_t level) {
     return level >= 1 && level <= ENGINE_LEVEL_COUNT ? BACKENDS[level - 1] : nullptr;
@@ -85,14 +85,14 @@ const EngineBackend *EngineBackendOfLevel(int32_t level) {
 // Sets the DSP's floating-point mode and returns the host's bits to restore.
 static uint32_t EnterDspMode(void) {
     uint32_t mxcsr = _mm_getcsr();
-    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (levelFlags[1] ? MXCSR_DENORMALS_ARE_ZERO : 0);
+    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (LevelFlag(1) ? MXCSR_DENORMALS_ARE_ZERO : 0);
     _mm_setcsr(mxcsr | mask);
     return mxcsr & mask;
 }
 
 // Puts back only the two mode bits; the status bits stay as the DSP left them.
 static void LeaveDspMode(uint32_t saved) {
-    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (levelFlags[1] ? MXCSR_DENORMALS_ARE_ZERO : 0);
+    uint32_t mask = MXCSR_FLUSH_TO_ZERO | (LevelFlag(1) ? MXCSR_DENORMALS_ARE_ZERO : 0);
     _mm_setcsr((_mm_getcsr() & ~mask) | saved);
 }
 

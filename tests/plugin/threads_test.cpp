@@ -1,0 +1,64 @@
+// The audio and main threads at once, as a host runs them: these tests are
+// meant for ThreadSanitizer, which checks that what the two threads share is
+// guarded as it should be.
+#include <gtest/gtest.h>
+#include <atomic>
+#include <thread>
+#include <vector>
+#include "tools/host/host.h"
+
+namespace {
+
+const clap_id POST_GAIN = 0, DELAY_MIX = 19, EFFECT_SLOT_1 = 223, DELAY_ENABLE = 4;
+
+// The audio thread processes blocks with automation and host modulation
+// while the main thread reads values and texts, resets the instance, and
+// creates and destroys a second instance.
+TEST(Threads, main_thread_calls_while_audio_thread_processes) {
+    std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
+    std::atomic<bool> done{false};
+    std::thread audio([&] {
+        StereoBuffer input = Noise(256, 3), output = MakeStereo(256);
+        for (int block = 0; block < 400; block++) {
+            std::vector<HostEvent> events = {
+                ParamValueEvent(0, DELAY_MIX, (block % 10) / 10.0),
+                ParamModEvent(64, POST_GAIN, 0.01 * (block % 5)),
+                ParamValueEvent(128, EFFECT_SLOT_1, block % 2 ? 1.0 / 65536 : 0.0),
+                ParamValueEvent(128, DELAY_ENABLE, 1.0),
+            };
+            ProcessStereo(*instance, input, output, events);
+        }
+        done = true;
+    });
+    int rounds = 0;
+    while (!done || rounds < 10) {
+        for (clap_id id : {POST_GAIN, DELAY_MIX, EFFECT_SLOT_1}) {
+            EXPECT_TRUE(GetParamValue(*instance, id).has_value());
+            EXPECT_TRUE(ParamText(*instance, id, 0.5).has_value());
+        }
+        instance->plugin->reset(instance->plugin);
+        std::unique_ptr<Instance> other = CreateInstance(TestPlugin());
+        rounds++;
+    }
+    audio.join();
+    std::optional<double> mix = GetParamValue(*instance, DELAY_MIX);
+    ASSERT_TRUE(mix.has_value());
+    EXPECT_GE(*mix, 0.0);
+    EXPECT_LE(*mix, 1.0);
+}
+
+// Two instances process on two audio threads: the process-wide lock they
+// share must be all they share.
+TEST(Threads, two_instances_process_on_two_threads) {
+    std::unique_ptr<Instance> a = StartInstance(TestPlugin()), b = StartInstance(TestPlugin());
+    auto run = [](Instance *instance, uint32_t seed) {
+        StereoBuffer input = Noise(512, seed), output = MakeStereo(512);
+        for (int block = 0; block < 200; block++)
+            ProcessStereo(*instance, input, output, {ParamValueEvent(0, DELAY_MIX, 0.3)});
+    };
+    std::thread first(run, a.get(), 1), second(run, b.get(), 2);
+    first.join();
+    second.join();
+}
+
+}  // namespace

@@ -83,6 +83,30 @@ void PullFromEditor(Plugin *plugin, const clap_output_events_t *out);
 void TakeHostValue(Plugin *plugin, const clap_event_param_value_t *event);
 clap_process_status PluginProcess(const clap_plugin_t *clapPlugin, const clap_process_t *process);
 
+// The host's context-menu items for a parameter: fills the Plugin's list and
+// answers how many there are (0 without the host's menu or when it fails).
+uint32_t HostMenuPopulate(Plugin *plugin, int32_t parameter);
+// Runs the host's action of item `index` of the last populated list.
+void HostMenuPerform(Plugin *plugin, uint32_t index);
+uint32_t PackIndicationColour(const clap_color_t *colour);
+
+// The plug-in's own extensions.
+struct OrwenEnsureSamplesLoaded {
+    void (*ensure)(const clap_plugin_t *plugin);
+};
+struct OrwenPaletteAccess {
+    uint32_t *(*get)(const clap_plugin_t *plugin, uint32_t index, const char **name);
+    void (*reserved)(const clap_plugin_t *plugin);
+};
+struct OrwenRandomize {
+    void (*randomize)(const clap_plugin_t *plugin);
+};
+
 // The extension tables offered through get_extension.
 extern const clap_plugin_params_t PLUGIN_PARAMS;
 extern const clap_plugin_audio_ports_t PLUGIN_AUDIO_PORTS;
+extern const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT;
+extern const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT;
+extern const clap_plugin_param_indication_t PLUGIN_PARAM_INDICATION;
+extern const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED;
+extern const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS;

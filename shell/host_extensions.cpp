@@ -1,0 +1,132 @@
+// The small extensions: timer and descriptor entries, parameter indication,
+// the host's context-menu items for a parameter, and the plug-in's own
+// "orwen.*" extensions.
+#include <stdlib.h>
+#include <string.h>
+
+#include "shell/plugin.h"
+
+// ---- clap.timer-support and clap.posix-fd-support ----
+// The editor registers the timer and its X connection's descriptor when it
+// opens; without an open editor there is nothing to tick or pump.
+
+static void TimerOnTimer(const clap_plugin_t *clapPlugin, clap_id timerId) {}
+static void PosixFdOnFd(const clap_plugin_t *clapPlugin, int fd, uint32_t flags) {}
+
+const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT = {TimerOnTimer};
+const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT = {PosixFdOnFd};
+
+// ---- clap.param-indication.draft/4 ----
+
+// The ring colour for the editor: the host's colour with 70 % of its alpha.
+uint32_t PackIndicationColour(const clap_color_t *colour) {
+    return (uint32_t)colour->red << 16 | (uint32_t)colour->green << 8 | colour->blue |
+           (uint32_t)(colour->alpha * 0.7f) << 24;
+}
+
+static void IndicationSetMapping(const clap_plugin_t *clapPlugin, clap_id id, bool hasMapping,
+                                 const clap_color_t *colour, const char *label,
+                                 const char *description) {
+    if (id >= PARAM_COUNT) return;
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    plugin->meter.mappingColour[id] = hasMapping && colour ? PackIndicationColour(colour) : 0;
+}
+
+static void IndicationSetAutomation(const clap_plugin_t *clapPlugin, clap_id id, uint32_t state,
+                                    const clap_color_t *colour) {
+    if (id >= PARAM_COUNT) return;
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    bool shown = state != CLAP_PARAM_INDICATION_AUTOMATION_NONE && colour;
+    plugin->meter.automationColour[id] = shown ? PackIndicationColour(colour) : 0;
+}
+
+const clap_plugin_param_indication_t PLUGIN_PARAM_INDICATION = {
+    IndicationSetMapping,
+    IndicationSetAutomation,
+};
+
+// ---- the host's context menu for a parameter ----
+
+static bool BuilderSupports(const clap_context_menu_builder_t *builder, uint32_t kind) {
+    return kind == CLAP_CONTEXT_MENU_ITEM_ENTRY || kind == CLAP_CONTEXT_MENU_ITEM_CHECK_ENTRY ||
+           kind == CLAP_CONTEXT_MENU_ITEM_SEPARATOR;
+}
+
+static HostMenuItem *AppendItem(Plugin *plugin, uint32_t kind) {
+    if (plugin->hostMenuCount == plugin->hostMenuCapacity) {
+        uint32_t capacity = plugin->hostMenuCapacity * 2;
+        if (capacity < plugin->hostMenuCount + 1) capacity = plugin->hostMenuCount + 1;
+        plugin->hostMenuItems =
+            (HostMenuItem *)realloc(plugin->hostMenuItems, capacity * sizeof(HostMenuItem));
+        plugin->hostMenuCapacity = capacity;
+    }
+    HostMenuItem *item = &plugin->hostMenuItems[plugin->hostMenuCount++];
+    memset(item, 0, sizeof *item);
+    item->kind = kind;
+    return item;
+}
+
+// Labels are widened byte by byte and cut to fit the row.
+static void SetLabel(HostMenuItem *item, const char *label) {
+    for (int i = 0; label && label[i] && i < HOST_MENU_LABEL_SIZE - 1; i++)
+        item->label[i] = (char32_t)(signed char)label[i];
+}
+
+static bool BuilderAddItem(const clap_context_menu_builder_t *builder, uint32_t kind,
+                           const void *data) {
+    Plugin *plugin = (Plugin *)builder->ctx;
+    if (kind == CLAP_CONTEXT_MENU_ITEM_ENTRY && data) {
+        const clap_context_menu_entry_t *entry = (const clap_context_menu_entry_t *)data;
+        HostMenuItem *item = AppendItem(plugin, kind);
+        SetLabel(item, entry->label);
+        item->actionId = entry->action_id;
+        item->disabled = !entry->is_enabled;
+        return true;
+    }
+    if (kind == CLAP_CONTEXT_MENU_ITEM_CHECK_ENTRY && data) {
+        const clap_context_menu_check_entry_t *entry = (const clap_context_menu_check_entry_t *)data;
+        HostMenuItem *item = AppendItem(plugin, kind);
+        SetLabel(item, entry->label);
+        item->actionId = entry->action_id;
+        item->disabled = !entry->is_enabled;
+        item->checked = entry->is_checked;
+        return true;
+    }
+    if (kind == CLAP_CONTEXT_MENU_ITEM_SEPARATOR) {
+        AppendItem(plugin, kind);
+        return true;
+    }
+    return false;
+}
+
+uint32_t HostMenuPopulate(Plugin *plugin, int32_t parameter) {
+    plugin->hostMenuCount = 0;
+    const clap_host_context_menu_t *menu = plugin->hostContextMenu;
+    if (!menu || !menu->populate || !menu->perform) return 0;
+    plugin->hostMenuTarget = {CLAP_CONTEXT_MENU_TARGET_KIND_PARAM, (clap_id)parameter};
+    clap_context_menu_builder_t builder = {plugin, BuilderAddItem, BuilderSupports};
+    if (!menu->populate(plugin->host, &plugin->hostMenuTarget, &builder)) plugin->hostMenuCount = 0;
+    return plugin->hostMenuCount;
+}
+
+void HostMenuPerform(Plugin *plugin, uint32_t index) {
+    const clap_host_context_menu_t *menu = plugin->hostContextMenu;
+    if (index >= plugin->hostMenuCount || !menu || !menu->perform) return;
+    const HostMenuItem *item = &plugin->hostMenuItems[index];
+    if (item->kind == CLAP_CONTEXT_MENU_ITEM_SEPARATOR || item->disabled) return;
+    menu->perform(plugin->host, &plugin->hostMenuTarget, item->actionId);
+}
+
+// ---- the plug-in's own extensions ----
+
+static void EnsureSamplesLoaded(const clap_plugin_t *clapPlugin) {}
+
+// The palette joins with the toolkit; until then no entry can be had.
+static uint32_t *PaletteGet(const clap_plugin_t *clapPlugin, uint32_t index, const char **name) {
+    if (name) *name = nullptr;
+    return nullptr;
+}
+static void PaletteReserved(const clap_plugin_t *clapPlugin) {}
+
+const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED = {EnsureSamplesLoaded};
+const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS = {PaletteGet, PaletteReserved};

@@ -16,6 +16,7 @@
 #include "engine/engine.h"
 #include "engine/state.h"
 #include "shell/params.h"
+#include "store/curves.h"
 #include "tools/host/host.h"
 
 static double Now() {
@@ -34,10 +35,77 @@ static void PolyDelayChain(float *value) {
     value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitPolyrhythmicDelay);
     value[PARAM_DELAY_ENABLE] = 1.0f;
 }
+static void PingPongChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitPingPongDelay);
+    value[PARAM_PINGPONG_ENABLE] = 1.0f;
+}
+static void PhaserChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitPhaser);
+    value[PARAM_PHASER_ENABLE] = 1.0f;
+}
+static void ChorusChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitChorus);
+    value[PARAM_CHORUS_ENABLE] = 1.0f;
+}
+
+static void EqChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitEQ);
+    value[PARAM_EQ_ENABLE] = 1.0f;
+}
+static void TranceGateChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitTranceGate);
+    value[PARAM_GATE_ENABLE] = 1.0f;
+}
+static void CompressorChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitCompressor);
+    value[PARAM_COMP_ENABLE] = 1.0f;
+}
+
+// The Reverb with one algorithm (0 Hall, 1 Room, 2 Plate, 3 Church, 4 Atmosphere).
+template <int algorithm>
+static void ReverbChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitReverb);
+    value[PARAM_REVERB_ENABLE] = 1.0f;
+    value[PARAM_REVERB_ALGORITHM] = ParamEncodeWhole(algorithm);
+}
+
+// The Multiband Distortion in one mode: 4 "Hard", plain arithmetic that runs
+// as a vector loop; 5 "Triple", a library tanhf per sample, the dearest.
+template <int mode>
+static void DistortionChain(float *value) {
+    value[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitDistortion);
+    value[PARAM_DIST_ENABLE] = 1.0f;
+    value[PARAM_DIST_MODE] = ParamEncodeWhole(mode);
+}
+
+// Nine destinations on modulatable rows, each moved by the whole output.
+static void ModulationChain(float *value) {
+    const int rows[9] = {PARAM_POST_GAIN,     PARAM_DELAY_MIX,  PARAM_DELAY_MIX + 1,
+                         PARAM_DELAY_MIX + 2, PARAM_PINGPONG_MIX, PARAM_PHASER_MIX,
+                         PARAM_CHORUS_MIX,    PARAM_REVERB_MIX, PARAM_GATE_MIX};
+    for (int k = 0; k < 9; k++) {
+        value[PARAM_MOD_DESTINATION + k] = ParamEncodeWhole(rows[k]);
+        value[PARAM_MOD_AMOUNT + k] = 1.0f;
+    }
+}
 
 static const Chain CHAINS[] = {
     {"empty chain", EmptyChain},
+    {"modulation: 3 modulators on 9 destinations", ModulationChain},
     {"Polyrhythmic Delay", PolyDelayChain},
+    {"Ping-Pong Delay", PingPongChain},
+    {"Phaser", PhaserChain},
+    {"Chorus", ChorusChain},
+    {"Parametric EQ", EqChain},
+    {"Trance Gate", TranceGateChain},
+    {"Distortion (cheap mode)", DistortionChain<4>},
+    {"Distortion (expensive mode)", DistortionChain<5>},
+    {"Reverb Hall", ReverbChain<0>},
+    {"Reverb Room", ReverbChain<1>},
+    {"Reverb Plate", ReverbChain<2>},
+    {"Reverb Church", ReverbChain<3>},
+    {"Reverb Atmosphere", ReverbChain<4>},
+    {"Compressor", CompressorChain},
 };
 
 // Runs `seconds` of noise through one build in host blocks of `block` frames
@@ -58,6 +126,8 @@ static double NsPerFrame(const Chain &chain, int level, int block, double second
         context.meter = &meter;
         for (int i = 0; i < PARAM_COUNT; i++) context.liveValue[i] = PARAM_INFO[i].defaultValue;
         chain.setUp(context.liveValue);
+        pthread_mutex_init(&context.engineLock, nullptr);
+        CurvesReset(&context.curves);  // as every instance has them from init
         const EngineBackend *backend = EngineBackendOfLevel(level);
         double start = Now();
         for (int at = 0; at < frames; at += block) {
@@ -70,6 +140,8 @@ static double NsPerFrame(const Chain &chain, int level, int block, double second
         }
         double elapsed = Now() - start;
         backend->destroy(&context);
+        CurvesFree(&context.curves);
+        pthread_mutex_destroy(&context.engineLock);
         if (elapsed < best) best = elapsed;
     }
     return best * 1e9 / frames;

@@ -93,7 +93,7 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
     for (int32_t remaining = frames; remaining > 0;) {
         int count = remaining < SUBBLOCK_FRAMES ? remaining : SUBBLOCK_FRAMES;
         float modulator[3];
-        ModulatorsEvaluate(engine, context, modulator);
+        ModulatorsEvaluate(engine, context, count, modulator);
         engine->modulatorPosition += count;
         for (int k = 0; k < DESTINATIONS; k++) {
             if (destination[k] == NO_DESTINATION) continue;

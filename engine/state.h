@@ -34,40 +34,105 @@ struct PolyDelayState {
 };
 
 // Each record below belongs to its unit's file in engine/.
+// Two mono lines, each fed by the opposite channel's input and recirculating
+// into itself; lineA's tap is heard on the left, lineB's on the right.
 struct PingPongState {
-    uint8_t unused;  // ping-pong delay
+    DelayLine lineA;              // holds the right input
+    DelayLine lineB;              // holds the left input
+    BiquadStage feedbackFilter;   // low-pass in the loop; lanes are lineA, lineB
+    BiquadStage wetFilter;        // fourth-order high-pass on the taps; lanes left, right
+    float phaseA, phaseB;         // the two read-modulation LFOs, 0 .. 1
 };
 
 struct PhaserState {
-    uint8_t unused;  // phaser
+    float feedback[2];  // last output of the chain, per lane
+    float phase;        // LFO phase, 0 .. 1, shared by both lanes
+    float cells[6][2];  // state of the six all-pass cells, per cell both lanes
 };
 
 struct ChorusState {
-    uint8_t unused;  // chorus
+    DelayLine lineL, lineR;       // 0.1 s of each channel
+    float phaseL[4], phaseR[4];   // LFO phase of each voice, per channel
+};
+
+// The lines of the reverb's figure-of-eight tank, kept together so that the
+// per-frame loop can work on a copy of them.
+struct TankLines {
+    DelayLine diffuser1, diffuser2, diffuser3, diffuser4;  // input diffusion
+    DelayLine apA, apE;  // modulated all-passes, one per half, 0.2 s long
+    DelayLine dlB, apC, dlD;  // rest of the left half
+    DelayLine dlF, apG, dlH;  // rest of the right half
+};
+
+// The tank of Hall, Room, Church and Atmosphere.
+struct TankReverbState {
+    TankLines lines;
+    float tapDelay[14];  // output taps, in frames
+    float bandwidthState, dampState1, dampState2;  // one-pole states
+    float phase;  // LFO phase, 0 .. 6.2847
+    // The algorithm's set, written anew at every SubBlock.
+    float c1, c2, c3, c4, decay, bandwidth, damping, lfoRate, lfoDepth;
+    BiquadStage outHighPass, outLowPass;  // on the left and right sums; cascade off
+};
+
+// The Plate: a bank of four filtered feedback combs per channel. The two
+// banks share their filter designs, so each filter is one two-lane stage whose
+// left lane belongs to the left bank and right lane to the right bank.
+struct PlateReverbState {
+    DelayLine combLine[2][4];  // [channel][comb], 0.2 s long
+    BiquadStage combFilter[4];  // low-pass in each comb's loop; cascade off
+    float combDelay[2][4];  // tap delay in frames
+    float combGain[2][4];  // feedback gain
+    float allPass1[2], allPass2[2];  // all-pass states per channel
+    BiquadStage outLowPass, outHighPass;  // cascade off
 };
 
 struct ReverbState {
-    uint8_t unused;  // reverb
+    DelayLine predelay[2];  // mono lines, left and right, always of one length
+    TankReverbState tank;
+    PlateReverbState plate;
 };
 
+// Three single sections (cascade off), run in this order.
 struct EqState {
-    uint8_t unused;  // parametric EQ
+    BiquadStage mid;   // peak
+    BiquadStage low;   // low shelf
+    BiquadStage high;  // high shelf
 };
 
+// The gate keeps nothing: its clock is the engine's unitPosition.
 struct TranceGateState {
-    uint8_t unused;  // trance gate
+    uint8_t unused;
 };
 
+// The distortion's instances keep nothing of their own: their band split
+// memory is the one DistortionShared of the Engine.
 struct DistortionState {
-    uint8_t unused;  // multiband distortion, per instance
+    uint8_t unused;
 };
 
+// The two cascades of one-pole low-passes that split each channel into low,
+// mid and high bands: s1, s2 at the low crossover, s3, s4 at the high one.
+struct BandSplitState {
+    float s1[2], s2[2], s3[2], s4[2];  // per lane (left, right)
+};
+
+// Shared by the three distortion instances: two of them in one chain run
+// through the same filter memory, the second continuing where the first ended.
 struct DistortionShared {
-    uint8_t unused;  // multiband distortion, shared by the three instances
+    BandSplitState bandSplit;
 };
 
+// Two rings of N frame energies over the last 25 ms, with their running
+// sums: the detector's, which drives the gain, and the output's, for the meter.
 struct CompressorState {
-    uint8_t unused;  // compressor
+    uint64_t ringIndex;  // next element of both rings
+    float inputSum;      // sum of inputRing
+    float outputSum;     // sum of outputRing
+    float *inputRing;    // null when released
+    float *outputRing;
+    float reductionDb;   // smoothed gain change, at most 0
+    uint64_t ringLength; // N; 0 when released
 };
 
 struct ModulatorState {

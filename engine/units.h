@@ -23,6 +23,8 @@ void PingPongRelease(PingPongState *state);
 // Multiband Distortion; the band split is shared by the three instances.
 void DistortionRun(Engine *engine, const EngineContext *context, int instance, float *frames,
                    int count);
+// The distortion's waveshaper of mode index `mode` (0 to 18; any other passes v).
+float DistortionShape(int32_t mode, float v);
 
 // Chorus.
 void ChorusRun(Engine *engine, const EngineContext *context, int instance, float *frames,
@@ -53,6 +55,6 @@ void CompressorRelease(CompressorState *state);
 
 // The three modulators' outputs at the engine's modulator position, and
 // their display data in the meter.
-void ModulatorsEvaluate(Engine *engine, EngineContext *context, float out[3]);
+void ModulatorsEvaluate(Engine *engine, EngineContext *context, int count, float out[3]);
 
 }  // namespace ENGINE_NAMESPACE

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds every libFuzzer target with clang (AddressSanitizer and UBSan on)
 # and runs each for a while: FUZZ_SECONDS (default 20). Corpora grow in
-# build-fuzz/ and are not kept in the repository.
+# build-fuzz/ and are not kept in the repository; a target's seed files, if
+# any, stand in fuzz/corpus/ under its name without "_fuzz".
 set -eu
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-20}
@@ -15,10 +16,14 @@ build() {
     clang++ $flags "$@" -o "$out/$name" -ldl -lpthread
 }
 build wav_fuzz fuzz/wav_fuzz.cpp tools/host/wav.cpp tools/host/host.cpp -DLATHEMOOR_BUILT_PLUGIN='""'
+build png_fuzz fuzz/png_fuzz.cpp toolkit/png.cpp
+build ini_fuzz fuzz/ini_fuzz.cpp store/settings.cpp
 
 for target in "$out"/*_fuzz; do
     corpus="$out/$(basename "$target").corpus"
     mkdir -p "$corpus"
+    seeds="fuzz/corpus/$(basename "$target" _fuzz)"
+    [ -d "$seeds" ] || seeds=
     echo "== $(basename "$target") for ${seconds}s"
-    "$target" -max_total_time="$seconds" -print_final_stats=0 "$corpus" 2>&1 | tail -n 2
+    "$target" -max_total_time="$seconds" -print_final_stats=0 "$corpus" $seeds 2>&1 | tail -n 2
 done

@@ -34,6 +34,8 @@ struct EngineContext {
     Curve *curves;                   // three curves, owned here; guarded by engineLock
     uint8_t engineReset;             // the engine clears its units at its next block
     uint8_t reloadRequest;           // main thread asks for a reload of all values
+    uint8_t valuesRequest;           // main thread asks the audio side to take all editor
+                                     // values over, keeping the units' state (a state load)
     double songPosition;             // samples
     uint8_t transportPlaying;
     Engine *engine;                  // made by the engine on its first block

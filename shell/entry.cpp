@@ -9,6 +9,10 @@
 #include "engine/engine.h"
 #include "shell/params.h"
 #include "shell/plugin.h"
+#include "store/curves.h"
+#include "store/presets.h"
+#include "store/undo.h"
+#include "store/settings.h"
 
 PluginGlobals globals;
 
@@ -55,13 +59,18 @@ static void InstancesRemove(Plugin *plugin) {
     }
 }
 
+// A missing, unreadable or zero integer setting takes its default.
+static int32_t SettingOrDefault(const char32_t *key, int32_t fallback) {
+    int32_t value = SettingsReadInt(key);
+    return value ? value : fallback;
+}
+
 static void StartProcessWideState(void) {
-    // The five interface settings; a missing or zero setting takes its default.
-    globals.uiRefreshMs = 50;
-    globals.uiScale = 100;
-    globals.uiSkin = 1;
-    globals.dialSmoothing = 2;
-    globals.lfoPhaseIndicator = 2;
+    globals.uiRefreshMs = SettingOrDefault(U"UIRefresh", 50);
+    globals.uiScale = SettingOrDefault(U"UIScale", 100);
+    globals.uiSkin = SettingOrDefault(U"UISkin", 1);
+    globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
+    globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
 }
@@ -89,9 +98,14 @@ static bool PluginInit(const clap_plugin_t *clapPlugin) {
     context->patch = &plugin->patch;
     EngineDetectProcessor();
     pthread_mutex_init(&context->engineLock, nullptr);
-    PatchResetToDefault(&plugin->patch);
+    PatchFillDefault(&plugin->patch);
     memcpy(context->editorValue, plugin->patch.values, sizeof context->editorValue);
     memcpy(context->liveValue, plugin->patch.values, sizeof context->liveValue);
+    pthread_mutex_lock(&context->engineLock);
+    CurvesReset(&context->curves);
+    pthread_mutex_unlock(&context->engineLock);
+    PatchInit(plugin);
+    PushUndo(plugin);
     memcpy(plugin->audioParam, plugin->patch.values, sizeof plugin->audioParam);
     pthread_mutex_init(&plugin->hostValuesLock, nullptr);
 
@@ -118,6 +132,7 @@ static bool PluginInit(const clap_plugin_t *clapPlugin) {
 static void PluginDestroy(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     if (plugin->initialised) {
+        CurvesFree(&plugin->context.curves);
         EngineDestroy(&plugin->context);
         pthread_mutex_destroy(&plugin->context.engineLock);
         for (int i = 0; i < UNDO_DEPTH; i++) free(plugin->undoStack[i]);
@@ -161,6 +176,14 @@ static const void *PluginGetExtension(const clap_plugin_t *clapPlugin, const cha
     if (!id) return nullptr;
     if (!strcmp(id, CLAP_EXT_AUDIO_PORTS)) return &PLUGIN_AUDIO_PORTS;
     if (!strcmp(id, CLAP_EXT_PARAMS)) return &PLUGIN_PARAMS;
+    if (!strcmp(id, CLAP_EXT_TIMER_SUPPORT)) return &PLUGIN_TIMER_SUPPORT;
+    if (!strcmp(id, CLAP_EXT_POSIX_FD_SUPPORT)) return &PLUGIN_POSIX_FD_SUPPORT;
+    if (!strcmp(id, CLAP_EXT_PARAM_INDICATION)) return &PLUGIN_PARAM_INDICATION;
+    if (!strcmp(id, "orwen.ensure_samples_loaded")) return &PLUGIN_ENSURE_SAMPLES_LOADED;
+    if (!strcmp(id, "orwen.palette_access")) return &PLUGIN_PALETTE_ACCESS;
+    if (!strcmp(id, "orwen.randomize")) return &PLUGIN_RANDOMIZE;
+    if (!strcmp(id, CLAP_EXT_STATE)) return &PLUGIN_STATE;
+    if (!strcmp(id, CLAP_EXT_PRESET_LOAD)) return &PLUGIN_PRESET_LOAD;
     return nullptr;
 }
 
@@ -208,6 +231,8 @@ static void EntryDeinit(void) {}
 static const void *EntryGetFactory(const char *factoryId) {
     if (!factoryId) return nullptr;
     if (!strcmp(factoryId, CLAP_PLUGIN_FACTORY_ID)) return &PLUGIN_FACTORY;
+    if (!strcmp(factoryId, CLAP_PRESET_DISCOVERY_FACTORY_ID)) return &PRESET_DISCOVERY_FACTORY;
+    if (!strcmp(factoryId, CLAP_PLUGIN_INVALIDATION_FACTORY_ID)) return &INVALIDATION_FACTORY;
     return nullptr;
 }
 

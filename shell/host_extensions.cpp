@@ -4,7 +4,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "shell/params.h"
 #include "shell/plugin.h"
+#include "store/patch.h"
+#include "store/undo.h"
 
 // ---- clap.timer-support and clap.posix-fd-support ----
 // The editor registers the timer and its X connection's descriptor when it
@@ -127,6 +130,33 @@ static uint32_t *PaletteGet(const clap_plugin_t *clapPlugin, uint32_t index, con
     return nullptr;
 }
 static void PaletteReserved(const clap_plugin_t *clapPlugin) {}
+
+void Randomise(Plugin *plugin) {
+    PushUndo(plugin);
+    for (int i = 0; i < PARAM_COUNT; i++) {
+        if (PARAM_KIND[PARAM_INFO[i].kind].hostReadOnly) continue;
+        float v = (float)rand() * 4.656613e-10f;
+        if (v != plugin->context.editorValue[i]) ParamSet(plugin, i, v);
+    }
+    pthread_mutex_lock(&globals.paramLock);
+    strcpy(plugin->patch.name, "random");
+    pthread_mutex_unlock(&globals.paramLock);
+}
+
+static void RandomiseEntry(const clap_plugin_t *clapPlugin) { Randomise(PluginFromClap(clapPlugin)); }
+
+// ---- clap.state ----
+
+static bool StateSave(const clap_plugin_t *clapPlugin, const clap_ostream_t *stream) {
+    return PatchStateSave(PluginFromClap(clapPlugin), stream);
+}
+
+static bool StateLoad(const clap_plugin_t *clapPlugin, const clap_istream_t *stream) {
+    return PatchStateLoad(PluginFromClap(clapPlugin), stream);
+}
+
+const clap_plugin_state_t PLUGIN_STATE = {StateSave, StateLoad};
+const OrwenRandomize PLUGIN_RANDOMIZE = {RandomiseEntry};
 
 const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED = {EnsureSamplesLoaded};
 const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS = {PaletteGet, PaletteReserved};

@@ -36,7 +36,8 @@ static bool ParamsGetValue(const clap_plugin_t *clapPlugin, clap_id id, double *
     // A value the editor set but the audio side has not taken yet is newer
     // than the audio side's copy.
     float value;
-    if (plugin->pendingParam[id] == PENDING_NONE && !plugin->context.reloadRequest)
+    if (plugin->pendingParam[id] == PENDING_NONE && !plugin->context.reloadRequest &&
+        !plugin->context.valuesRequest)
         __atomic_load(&plugin->audioParam[id], &value, __ATOMIC_RELAXED);
     else
         value = plugin->context.editorValue[id];

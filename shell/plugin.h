@@ -110,3 +110,10 @@ extern const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT;
 extern const clap_plugin_param_indication_t PLUGIN_PARAM_INDICATION;
 extern const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED;
 extern const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS;
+extern const OrwenRandomize PLUGIN_RANDOMIZE;
+extern const clap_plugin_state_t PLUGIN_STATE;
+extern const clap_plugin_preset_load_t PLUGIN_PRESET_LOAD;
+
+// A new random sound: every parameter the host may change takes a random
+// value; switches, slots and destinations stay, so the chain keeps its order.
+void Randomise(Plugin *plugin);

@@ -74,13 +74,15 @@ void PullFromEditor(Plugin *plugin, const clap_output_events_t *out) {
     pthread_mutex_lock(&globals.paramLock);
     memcpy(plugin->workingParam, plugin->pendingParam, PARAM_COUNT);
     memset(plugin->pendingParam, 0, PARAM_COUNT);
+    bool all = context->reloadRequest || context->valuesRequest;
     for (int i = 0; i < PARAM_COUNT; i++)
-        if (context->reloadRequest || plugin->workingParam[i])
+        if (all || plugin->workingParam[i])
             StoreShared(&plugin->audioParam[i], context->editorValue[i]);
     // Only ever set here: a reload that a flush took over must still clear
     // the units at the engine's next block, even if another pull comes first.
     if (context->reloadRequest) context->engineReset = 1;
     context->reloadRequest = 0;
+    context->valuesRequest = 0;
     pthread_mutex_unlock(&globals.paramLock);
 
     bool canPush = out && out->try_push;

@@ -33,6 +33,37 @@ inline float BitsFloat(uint32_t bits) {
     return v;
 }
 
+// The primitives below choose between pieces without branches: a branch
+// keeps a loop scalar, since the compiler forms a piece only on its own path
+// and may not form it for lanes that would not take that path. So every piece
+// is formed and the result Picked; the results are those of the branching
+// forms for every input.
+
+// a where `condition` holds, else b, by a bit mask: both are formed first.
+// Conditions are combined with | and &, which evaluate both sides.
+inline float Pick(bool condition, float a, float b) {
+    uint32_t mask = 0u - (uint32_t)condition;
+    return BitsFloat((FloatBits(a) & mask) | (FloatBits(b) & ~mask));
+}
+
+// From 2^23 up every float is a whole number.
+const float ALL_WHOLE_FROM = 8388608.0f;
+
+// truncf(a): below 2^23 in magnitude through a whole-number conversion, with
+// a's sign put back (-0.5 gives -0); from there up, and for NaN and
+// infinity, a itself.
+inline float WholePart(float a) {
+    bool small = fabsf(a) < ALL_WHOLE_FROM;
+    float whole = copysignf((float)(int32_t)Pick(small, a, 0.0f), a);
+    return Pick(small, whole, a);
+}
+
+// floorf(a): the whole part, one less where it lies above a.
+inline float FloorPart(float a) {
+    float whole = WholePart(a);
+    return Pick(whole > a, whole - 1.0f, whole);
+}
+
 // ---- approximated functions ----
 // Each takes and returns a float and runs in single precision by Horner's
 // rule; only the range reduction of FastSin and FastCos is done in doubles.
@@ -62,21 +93,14 @@ inline float CosPoly(float t) {
 inline float FoldAngle(float x, int *quadrant) {
     float a = fabsf(x);
     float q = (float)((double)a * INVERSE_TWO_PI);
-    if (q >= 1.0f) a = (float)((double)a - floor((double)q) * TWO_PI);
-    if ((double)a < HALF_PI) {
-        *quadrant = 0;
-        return a;
-    }
-    if ((double)a < PI) {
-        *quadrant = 1;
-        return (float)(PI - (double)a);
-    }
-    if ((double)a < THREE_HALVES_PI) {
-        *quadrant = 2;
-        return (float)((double)a - PI);
-    }
-    *quadrant = 3;
-    return (float)(TWO_PI - (double)a);
+    float turned = (float)((double)a - (double)FloorPart(q) * TWO_PI);
+    a = Pick(q >= 1.0f, turned, a);
+    double wide = a;
+    bool belowHalf = wide < HALF_PI, belowPi = wide < PI, belowThreeHalves = wide < THREE_HALVES_PI;
+    *quadrant = !belowHalf + !belowPi + !belowThreeHalves;
+    return Pick(belowHalf, a,
+                Pick(belowPi, (float)(PI - wide),
+                     Pick(belowThreeHalves, (float)(wide - PI), (float)(TWO_PI - wide))));
 }
 
 // sin(x) for finite x: within 4.3e-8 plus the rounding of the reduced angle
@@ -84,32 +108,34 @@ inline float FoldAngle(float x, int *quadrant) {
 inline float FastSin(float x) {
     int quadrant;
     float r = FoldAngle(x, &quadrant);
-    float v = (double)r < QUARTER_PI ? SinPoly(r) : CosPoly((float)(HALF_PI - (double)r));
+    float v = Pick((double)r < QUARTER_PI, SinPoly(r), CosPoly((float)(HALF_PI - (double)r)));
     bool negative = (quadrant >= 2) != (x < 0.0f);
-    return negative ? -v : v;
+    return Pick(negative, -v, v);
 }
 
 // cos(x) for any finite x, to the same accuracy as FastSin.
 inline float FastCos(float x) {
     int quadrant;
     float r = FoldAngle(x, &quadrant);
-    float v = (double)r < QUARTER_PI ? CosPoly(r) : SinPoly((float)(HALF_PI - (double)r));
-    bool negative = quadrant == 1 || quadrant == 2;
-    return negative ? -v : v;
+    float v = Pick((double)r < QUARTER_PI, CosPoly(r), SinPoly((float)(HALF_PI - (double)r)));
+    bool negative = (quadrant == 1) | (quadrant == 2);
+    return Pick(negative, -v, v);
 }
 
 // 2^x, within 2e-7 relative. 0 when floor(x) is below -126, where adding
 // the exponent would wrap into the sign bit; infinity from 128 up; NaN stays
 // NaN.
 inline float FastExp2(float x) {
-    float floorX = floorf(x);
-    if (floorX < -126.0f) return 0.0f;
-    if (!(floorX < 128.0f)) return x + INFINITY;  // +inf, or NaN for NaN
+    float floorX = FloorPart(x);
+    bool tooSmall = floorX < -126.0f, inRange = floorX < 128.0f;
     float t = x - floorX;
     float p = ((((0.0018965006f * t + 0.008942246f) * t + 0.055867314f) * t + 0.24013901f) * t +
                0.69315493f) * t + 0.9999999f;
-    int32_t i = (int32_t)floorX;
-    return BitsFloat(FloatBits(p) + ((uint32_t)i << 23));
+    // The exponent comes from a value held inside the range in which it is
+    // added; outside it the result is 0, or x + infinity (NaN stays NaN).
+    int32_t i = (int32_t)Pick(!tooSmall & inRange, floorX, 0.0f);
+    float scaled = BitsFloat(FloatBits(p) + ((uint32_t)i << 23));
+    return Pick(tooSmall, 0.0f, Pick(inRange, scaled, x + INFINITY));
 }
 
 // log2(x) for positive normal x. The polynomial is within 4.1e-6 of log2 on
@@ -138,16 +164,12 @@ inline float AtanPoly(float t) {
 // atan(x) for x of 0 or more; within 2e-7 of the exact value, and its two
 // pieces meet at 0.5 and 1 to within 2e-7.
 inline float FastAtan(float x) {
-    float v = x > 1.0f ? 1.0f / x : x;
-    float r;
-    if (v < 0.5f) {
-        r = AtanPoly(v);
-    } else {
-        // atan(v) = atan(1/2) + atan((2v - 1) / (v + 2))
-        float u = (2.0f * v - 1.0f) / (v + 2.0f);
-        r = AtanPoly(u) + 0.4636476f;
-    }
-    return x > 1.0f ? 1.5707963267948966f - r : r;
+    bool inverted = x > 1.0f;
+    float v = Pick(inverted, 1.0f / x, x);
+    // atan(v) = atan(1/2) + atan((2v - 1) / (v + 2)) from v = 1/2 up
+    float u = (2.0f * v - 1.0f) / (v + 2.0f);
+    float r = Pick(v < 0.5f, AtanPoly(v), AtanPoly(u) + 0.4636476f);
+    return Pick(inverted, 1.5707963267948966f - r, r);
 }
 
 // ---- the filter section ----

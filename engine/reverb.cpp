@@ -1,9 +1,511 @@
-// Placeholder until the unit lands: passes the audio through.
+// Reverb: five algorithms on two structures, behind a shared predelay and a
+// dry/wet crossfade.
+//
+// Hall, Room, Church and Atmosphere run a figure-of-eight tank. The channels
+// are summed to mono, band-limited by a one-pole, diffused by four all-passes
+// in series and fed to both halves of a loop. Each half is a modulated
+// all-pass, a delay, a damping one-pole, an all-pass and a delay, and its end
+// feeds the other half's start. Fourteen taps on the loop's lines make the
+// left and right outputs. The four algorithms differ in constants only, so
+// switching among them carries the tail on. The line lengths are given in
+// seconds, so the tank scales with the sample rate.
+//
+// Plate runs a bank of four filtered feedback combs per channel, with no path
+// between the channels, then two first-order all-passes.
+//
+// A structure that is not selected is not touched at all: its lines, filters
+// and phase stay as they are and it resumes its old tail when chosen again.
+// Every line is made when first needed, and a line whose length changes (a
+// new sample rate, a new predelay) starts again empty.
+#include <math.h>
+#include <string.h>
+
+#include "engine/dsp.h"
 #include "engine/units.h"
+#include "shell/params.h"
 
 namespace ENGINE_NAMESPACE {
 
-void ReverbRun(Engine *engine, const EngineContext *context, int instance, float *frames, int count) {}
-void ReverbRelease(ReverbState *state) {}
+enum ReverbAlgorithm {
+    REVERB_HALL = 0,
+    REVERB_ROOM = 1,
+    REVERB_PLATE = 2,
+    REVERB_CHURCH = 3,
+    REVERB_ATMOSPHERE = 4,
+    REVERB_ALGORITHM_COUNT = 5,
+};
+
+// A line longer than this is treated like one of no length.
+const int32_t REVERB_MAX_FRAMES = 1 << 30;
+// The predelay's length in frames is its time times sr plus this, so it is
+// never shorter.
+const float PREDELAY_EXTRA_FRAMES = 2.0f;
+// The modulated all-passes of the tank and the comb lines of the plate.
+const float LONG_LINE_SECONDS = 0.2f;
+// Output low-pass of both structures.
+const float REVERB_LOW_PASS_HZ = 3260.8054f;
+
+// ---- the tank ----
+
+const float DIFFUSER1_SECONDS = 0.004771345f, DIFFUSER2_SECONDS = 0.003595309f;
+const float DIFFUSER3_SECONDS = 0.012734787f, DIFFUSER4_SECONDS = 0.009307483f;
+const float DL_B_SECONDS = 0.14962535f, AP_C_SECONDS = 0.06048184f, DL_D_SECONDS = 0.1249958f;
+const float DL_F_SECONDS = 0.14169551f, AP_G_SECONDS = 0.08924431f, DL_H_SECONDS = 0.10628003f;
+
+// The LFO's phase runs from 0 up to this and is scaled by it into an angle,
+// so the angle sweeps 0 .. 39.5 rad and jumps back at each wrap.
+const float LFO_WRAP = 6.2847f;
+
+// The output taps: a line and the delay behind its write position in
+// seconds; the frame count is formed in doubles. Taps 0 to 6 make the left
+// sum and 7 to 13 the right, with the signs written out in TankRun.
+struct TankTap {
+    DelayLine TankLines::*line;
+    double seconds;
+};
+enum { TANK_TAPS = 14 };
+const TankTap TANK_TAP[TANK_TAPS] = {
+    {&TankLines::dlF, 0.008937872}, {&TankLines::dlF, 0.099929438},
+    {&TankLines::apG, 0.064278754}, {&TankLines::dlH, 0.067067639},
+    {&TankLines::dlB, 0.066866033}, {&TankLines::apC, 0.006283391},
+    {&TankLines::dlD, 0.035818689}, {&TankLines::dlB, 0.011861161},
+    {&TankLines::dlB, 0.121870905}, {&TankLines::apC, 0.041262054},
+    {&TankLines::dlD, 0.08981553},  {&TankLines::dlF, 0.070931756},
+    {&TankLines::apG, 0.011256342}, {&TankLines::dlH, 0.004065724},
+};
+
+// What sets one tank algorithm apart.
+struct TankSet {
+    float c1, c2;       // input diffusion all-passes: first pair, second pair
+    float c3, c4;       // the tank's modulated all-passes, and its second all-passes
+    float decayScale;   // decay = decayScale (0.24 T + 0.75)
+    float bandwidthOmega, dampingOmega;  // one-pole coefficient = 2 FastSin(omega / sr)
+    float lfoHz;        // lfoRate = lfoHz / sr, as the phase runs to LFO_WRAP
+    float lfoDepthSeconds;  // lfoDepth in frames = lfoDepthSeconds sr
+    float highPassHz;   // output high-pass
+};
+
+const float TANK_HIGH_PASS_HZ = 263.73853f, ATMOSPHERE_HIGH_PASS_HZ = 494.55136f;
+const float DECAY_PER_TIME = 0.24f, DECAY_AT_TIME_ZERO = 0.75f;
+
+// Indexed by algorithm; Plate's row is unused. Church has no modulation at
+// all: its modulated all-passes read at a depth of 0, which is the oldest
+// element, so they are 0.2 s long where the others are at most 2 lfoDepth.
+const TankSet TANK_SETS[REVERB_ALGORITHM_COUNT] = {
+    {0.23f, 0.667f, 0.7f, 0.5f, 0.86f, 20312.94f, 13436.195f, 0.7f, 0.0012f, TANK_HIGH_PASS_HZ},
+    {0.75f, 0.625f, 0.7f, 0.5f, 0.5f, 23086.883f, 22961.223f, 0.5f, 0.00070000003f,
+     TANK_HIGH_PASS_HZ},
+    {},
+    {0.7341f, 0.4634f, 0.7939f, 0.1292f, 0.86f, 25132.0f, 18849.0f, 0.0f, 0.0f, TANK_HIGH_PASS_HZ},
+    {0.4341f, 0.6634f, 0.2939f, 0.4292f, 0.95f, 62830.0f, 25132.0f, 0.5f, 0.00080000004f,
+     ATMOSPHERE_HIGH_PASS_HZ},
+};
+
+// ---- the comb bank ----
+
+enum { PLATE_COMBS = 4 };
+const float COMB_LOW_PASS_HZ[PLATE_COMBS] = {5741.9453f, 6511.283f, 6933.784f, 7862.8105f};
+// [channel][comb]; the delays in frames are formed in doubles.
+const double COMB_DELAY_SECONDS[2][PLATE_COMBS] = {
+    {0.051245987, 0.1208976, 0.023357294, 0.084986575},
+    {0.050001394, 0.12092546, 0.025442459, 0.08313066},
+};
+const float COMB_GAIN[2][PLATE_COMBS] = {
+    {0.499f, 0.18f, 0.22510001f, 0.36769998f},
+    {0.5f, 0.19f, 0.22569999f, 0.3687f},
+};
+// At T = 1 the largest gain is 0.95: with a low-pass in each loop, every comb
+// stays stable.
+const float COMB_GAIN_PER_TIME = 0.45f;
+const float PLATE_ALL_PASS = 0.131f;
+const float PLATE_HIGH_PASS_HZ = 192.59926f;
+
+// ---- line helpers ----
+
+// The element at writeIndex: the oldest, a full length behind.
+static inline float Oldest(const DelayLine *line) { return line->samples[line->writeIndex]; }
+
+// Where the line's next write goes, which is also its oldest element.
+static inline float *NextWrite(DelayLine *line) { return line->samples + line->writeIndex; }
+
+// Moves the line's write position on by `frames`, which reach its end at most.
+static inline void AdvanceLine(DelayLine *line, int32_t frames) {
+    line->writeIndex += frames;
+    if (line->writeIndex == line->length) line->writeIndex = 0;
+}
+
+// The frames, up to `limit`, before the first of `lines` reaches its end. In
+// such a run each line's write position, which is also its oldest element,
+// moves on by one element per frame from where the run starts, so the
+// per-frame loop indexes every line from one base.
+static inline int FramesBeforeAnEnd(DelayLine *const *lines, int lineCount, int limit) {
+    for (int k = 0; k < lineCount; k++)
+        if (lines[k]->length - lines[k]->writeIndex < limit)
+            limit = lines[k]->length - lines[k]->writeIndex;
+    return limit;
+}
+
+// A reverb line of `seconds` at sr, its length truncated from the float
+// product; false when it cannot be had (a sample rate too low or too high for
+// it, or storage refused), and then the structure does nothing this SubBlock.
+static bool EnsureLine(DelayLine *line, float seconds, float sampleRate) {
+    int32_t length = DelayLength(seconds * sampleRate, REVERB_MAX_FRAMES);
+    return length != 0 && EnsureDelayLine(line, length, 1);
+}
+
+// A stage opened for a loop, with cascade known to be off: no reverb filter
+// uses the second section, and saying so lets the loop drop it.
+static inline BiquadLanes OpenSingle(const BiquadStage *stage) {
+    BiquadLanes lanes = BiquadOpen(stage);
+    lanes.cascade = false;
+    return lanes;
+}
+
+// ---- reading the taps of a whole SubBlock ----
+
+// Frames of one signal side by side, with their positions in a line: eight
+// where the build has 256-bit integer vectors, four otherwise. Each element is
+// computed exactly as scalar code would, so the width changes no result.
+#ifdef __AVX2__
+enum { TAP_GROUP = 8 };
+#else
+enum { TAP_GROUP = 4 };
+#endif
+typedef float TapFrames __attribute__((vector_size(4 * TAP_GROUP)));
+typedef int32_t TapIndices __attribute__((vector_size(4 * TAP_GROUP)));
+
+static inline TapIndices FrameSteps() {
+    TapIndices steps;
+    for (int j = 0; j < TAP_GROUP; j++) steps[j] = j;
+    return steps;
+}
+
+static inline bool AllZero(TapIndices v) {
+    uint64_t words[TAP_GROUP / 2], any = 0;
+    memcpy(words, &v, sizeof words);
+    for (uint64_t word : words) any |= word;
+    return any == 0;
+}
+
+// The line's write position after one more write.
+static inline int32_t NextIndex(const DelayLine *line) {
+    return line->writeIndex + 1 == line->length ? 0 : line->writeIndex + 1;
+}
+
+// ReadDelayLine(line, index, d) for the TAP_GROUP frames from frame n of a
+// SubBlock, each at the write position the line has after that frame's write;
+// `first` is that position for frame 0. The same arithmetic element by
+// element, for a d in 0 .. length: there ReadDelayLine's guards against
+// positions outside the line have nothing to do, and p is never negative, so
+// its floor is its truncation. Where the positions follow each other, which is
+// all but a frame or two in a line's length, each row of elements is one load.
+static inline TapFrames ReadTaps(const DelayLine *line, int32_t first, float d, int n) {
+    const int32_t length = line->length;
+    const TapIndices steps = FrameSteps(), none = {};
+    TapIndices index = first + n + steps;
+    index = index >= length ? index - length : index;
+    TapFrames p = __builtin_convertvector(index, TapFrames) - d;
+    p = p < 0.0f ? p + (float)length : p;
+    TapIndices i0 = __builtin_convertvector(p, TapIndices);
+    TapIndices i1 = __builtin_convertvector(p + 1.0f, TapIndices);
+    TapFrames whole = __builtin_convertvector(i0, TapFrames);
+    i0 = i0 >= length ? none : i0;
+    i1 = i1 >= length ? none : i1;
+    const float *samples = line->samples;
+    TapFrames a, b;
+    if (AllZero(((i0 - i0[0]) ^ steps) | ((i1 - i1[0]) ^ steps))) {
+        memcpy(&a, samples + i0[0], sizeof a);
+        memcpy(&b, samples + i1[0], sizeof b);
+    } else {
+        for (int j = 0; j < TAP_GROUP; j++) a[j] = samples[i0[j]], b[j] = samples[i1[j]];
+    }
+    return (whole + 1.0f - p) * a + (p - whole) * b;
+}
+
+// ---- the tank ----
+
+enum { TANK_LINES = 12 };
+
+// The tank's lines in one list, for what is done to all of them alike.
+static inline void ListTankLines(TankLines *l, DelayLine *list[TANK_LINES]) {
+    DelayLine *lines[TANK_LINES] = {&l->diffuser1, &l->diffuser2, &l->diffuser3, &l->diffuser4,
+                                    &l->apA,       &l->apE,       &l->dlB,       &l->apC,
+                                    &l->dlD,       &l->dlF,       &l->apG,       &l->dlH};
+    memcpy(list, lines, sizeof lines);
+}
+
+static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, float sr) {
+    TankLines *l = &tank->lines;
+    if (!EnsureLine(&l->diffuser1, DIFFUSER1_SECONDS, sr) ||
+        !EnsureLine(&l->diffuser2, DIFFUSER2_SECONDS, sr) ||
+        !EnsureLine(&l->diffuser3, DIFFUSER3_SECONDS, sr) ||
+        !EnsureLine(&l->diffuser4, DIFFUSER4_SECONDS, sr) ||
+        !EnsureLine(&l->apA, LONG_LINE_SECONDS, sr) ||
+        !EnsureLine(&l->apE, LONG_LINE_SECONDS, sr) ||
+        !EnsureLine(&l->dlB, DL_B_SECONDS, sr) || !EnsureLine(&l->apC, AP_C_SECONDS, sr) ||
+        !EnsureLine(&l->dlD, DL_D_SECONDS, sr) || !EnsureLine(&l->dlF, DL_F_SECONDS, sr) ||
+        !EnsureLine(&l->apG, AP_G_SECONDS, sr) || !EnsureLine(&l->dlH, DL_H_SECONDS, sr))
+        return false;
+    // TankRun reads the taps after the whole SubBlock has been written, so no
+    // tap may reach into the frames that the SubBlock overwrites. That holds
+    // from about 1.8 kHz up; below, the tank does not run.
+    for (int k = 0; k < TANK_TAPS; k++) {
+        float d = (float)(TANK_TAP[k].seconds * (double)sr);
+        if (!(d > 1.0f && d + (SUBBLOCK_FRAMES + 2) <= (float)(l->*TANK_TAP[k].line).length))
+            return false;
+        tank->tapDelay[k] = d;
+    }
+
+    const TankSet &set = TANK_SETS[algorithm];
+    float base = DECAY_PER_TIME * time + DECAY_AT_TIME_ZERO;
+    tank->c1 = set.c1, tank->c2 = set.c2, tank->c3 = set.c3, tank->c4 = set.c4;
+    tank->decay = set.decayScale * base;
+    tank->bandwidth = 2.0f * FastSin(set.bandwidthOmega / sr);
+    tank->damping = 2.0f * FastSin(set.dampingOmega / sr);
+    tank->lfoRate = set.lfoHz / sr;
+    tank->lfoDepth = set.lfoDepthSeconds * sr;
+    SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+    SetFirstSection(&tank->outHighPass, HighPassDesign(set.highPassHz, sr));
+    return true;
+}
+
+// `in` holds the predelay's output for the SubBlock's frames.
+static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, float *frames,
+                    int count) {
+    const TankLines start = tank->lines;
+    TankLines l = start;
+    const float *tap = tank->tapDelay;
+    const float c1 = tank->c1, c2 = tank->c2, c3 = tank->c3, c4 = tank->c4;
+    const float decay = tank->decay, bandwidth = tank->bandwidth, damping = tank->damping;
+    const float lfoRate = tank->lfoRate, lfoDepth = tank->lfoDepth;
+    float bandwidthState = tank->bandwidthState, phase = tank->phase;
+    float dampState1 = tank->dampState1, dampState2 = tank->dampState2;
+    BiquadLanes highPass = OpenSingle(&tank->outHighPass);
+    BiquadLanes lowPass = OpenSingle(&tank->outLowPass);
+    Lanes dryGain = Splat(1.0f - mix), wetGain = Splat(mix);
+
+    DelayLine *lines[TANK_LINES];
+    ListTankLines(&l, lines);
+    for (int done = 0; done < count;) {
+        int run = FramesBeforeAnEnd(lines, TANK_LINES, count - done);
+        float *diffuser1 = NextWrite(&l.diffuser1), *diffuser2 = NextWrite(&l.diffuser2);
+        float *diffuser3 = NextWrite(&l.diffuser3), *diffuser4 = NextWrite(&l.diffuser4);
+        float *apA = NextWrite(&l.apA), *dlB = NextWrite(&l.dlB), *apC = NextWrite(&l.apC);
+        float *dlD = NextWrite(&l.dlD), *apE = NextWrite(&l.apE), *dlF = NextWrite(&l.dlF);
+        float *apG = NextWrite(&l.apG), *dlH = NextWrite(&l.dlH);
+        const float apAStart = (float)l.apA.writeIndex, apEStart = (float)l.apE.writeIndex;
+
+        for (int i = 0; i < run; i++) {
+            float x = (in[done + i][0] + in[done + i][1]) * 0.5f;
+            OnePoleLowPass(bandwidth, &bandwidthState, x);
+
+            float angle = phase * LFO_WRAP;
+            float mA = (FastCos(angle) + 1.0f) * lfoDepth;
+            float mE = (FastSin(angle) + 1.0f) * lfoDepth;
+            phase += lfoRate;
+            if (phase > LFO_WRAP) phase -= LFO_WRAP;
+
+            float d1 = diffuser1[i], d2 = diffuser2[i], d3 = diffuser3[i], d4 = diffuser4[i];
+            float b = dlB[i], c = apC[i], d = dlD[i], f = dlF[i], g = apG[i], h = dlH[i];
+            float mAout = ReadDelayLine(&l.apA, apAStart + (float)i, mA);
+            float mEout = ReadDelayLine(&l.apE, apEStart + (float)i, mE);
+
+            // Input diffusion: four all-passes in series.
+            float w1 = bandwidthState - c1 * d1;
+            float w2 = (w1 - d2) * c1 + d1;
+            float w3 = d2 - c2 * d3 + c1 * w2;
+            float w4 = (w3 - d4) * c2 + d3;
+            float y = c2 * w4 + d4;
+            diffuser1[i] = w1, diffuser2[i] = w2, diffuser3[i] = w3, diffuser4[i] = w4;
+
+            // Left half, fed from the right half's end.
+            float wA = decay * h + y + c3 * mAout;
+            apA[i] = wA;
+            dlB[i] = mAout - c3 * wA;
+            OnePoleLowPass(damping, &dampState1, b);
+            float wC = decay * dampState1 - c4 * c;
+            apC[i] = wC;
+            dlD[i] = c + c4 * wC;
+
+            // Right half, fed from the left half's end.
+            float wE = decay * d + y + c3 * mEout;
+            apE[i] = wE;
+            dlF[i] = mEout - c3 * wE;
+            OnePoleLowPass(damping, &dampState2, f);
+            float wG = decay * dampState2 - c4 * g;
+            apG[i] = wG;
+            dlH[i] = g + c4 * wG;
+        }
+        for (DelayLine *line : lines) AdvanceLine(line, run);
+        done += run;
+    }
+
+    // The taps of the whole SubBlock, now that its frames have been written:
+    // they feed nothing back.
+    int32_t first[TANK_TAPS];  // each tap line's write position after frame 0
+    for (int k = 0; k < TANK_TAPS; k++) first[k] = NextIndex(&(start.*TANK_TAP[k].line));
+    float sums[2][SUBBLOCK_FRAMES];
+    for (int n = 0; n < count; n += TAP_GROUP) {
+        auto t = [&](int k) { return ReadTaps(&(l.*TANK_TAP[k].line), first[k], tap[k], n); };
+        TapFrames left = t(0) + t(1) - t(2) + t(3) - t(4) - t(5) - t(6);
+        TapFrames right = t(7) + t(8) - t(9) + t(10) - t(11) - t(12) - t(13);
+        memcpy(&sums[0][n], &left, sizeof left);
+        memcpy(&sums[1][n], &right, sizeof right);
+    }
+    for (int i = 0; i < count; i++) {
+        float *frame = frames + 2 * i;
+        Lanes sum = {sums[0][i], sums[1][i], 0.0f, 0.0f};
+        Lanes wet = BiquadRun(&lowPass, BiquadRun(&highPass, sum));
+        StoreLanes(LoadLanes(frame) * dryGain + wet * wetGain, frame);
+    }
+
+    tank->lines = l;
+    tank->bandwidthState = bandwidthState, tank->phase = phase;
+    tank->dampState1 = dampState1, tank->dampState2 = dampState2;
+    BiquadClose(&highPass, &tank->outHighPass);
+    BiquadClose(&lowPass, &tank->outLowPass);
+}
+
+// ---- the comb bank ----
+
+static bool PlateSetUp(PlateReverbState *plate, float time, float sr) {
+    for (int channel = 0; channel < 2; channel++)
+        for (int k = 0; k < PLATE_COMBS; k++)
+            if (!EnsureLine(&plate->combLine[channel][k], LONG_LINE_SECONDS, sr)) return false;
+    // PlateRun reads a whole SubBlock before it writes any of it, so every comb
+    // must reach further back than a SubBlock. That holds from about 1.5 kHz
+    // up; below, the comb bank does not run.
+    for (int channel = 0; channel < 2; channel++) {
+        for (int k = 0; k < PLATE_COMBS; k++) {
+            float d = (float)(COMB_DELAY_SECONDS[channel][k] * (double)sr);
+            if (!(d >= SUBBLOCK_FRAMES + 2 && d <= (float)plate->combLine[channel][k].length))
+                return false;
+            plate->combDelay[channel][k] = d;
+            plate->combGain[channel][k] = COMB_GAIN[channel][k] + COMB_GAIN_PER_TIME * time;
+        }
+    }
+    for (int k = 0; k < PLATE_COMBS; k++)
+        SetFirstSection(&plate->combFilter[k], LowPassDesign(COMB_LOW_PASS_HZ[k], sr));
+    SetFirstSection(&plate->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+    SetFirstSection(&plate->outHighPass, HighPassDesign(PLATE_HIGH_PASS_HZ, sr));
+    return true;
+}
+
+// Both banks at once: the left bank on the left lane, the right on the right.
+// `in` holds the predelay's output for the SubBlock's frames.
+static void PlateRun(PlateReverbState *plate, const float (*in)[2], float mix, float *frames,
+                     int count) {
+    // What each comb gives back at each frame, gain applied: read first, as
+    // no comb reaches the frames that this SubBlock writes.
+    float back[2][PLATE_COMBS][SUBBLOCK_FRAMES];
+    for (int channel = 0; channel < 2; channel++) {
+        for (int k = 0; k < PLATE_COMBS; k++) {
+            const DelayLine *line = &plate->combLine[channel][k];
+            float d = plate->combDelay[channel][k], gain = plate->combGain[channel][k];
+            for (int n = 0; n < count; n += TAP_GROUP) {
+                TapFrames r = ReadTaps(line, line->writeIndex, d, n) * gain;
+                memcpy(&back[channel][k][n], &r, sizeof r);
+            }
+        }
+    }
+
+    BiquadLanes combFilter[PLATE_COMBS];
+    for (int k = 0; k < PLATE_COMBS; k++) combFilter[k] = OpenSingle(&plate->combFilter[k]);
+    float allPass1L = plate->allPass1[0], allPass1R = plate->allPass1[1];
+    float allPass2L = plate->allPass2[0], allPass2R = plate->allPass2[1];
+    BiquadLanes lowPass = OpenSingle(&plate->outLowPass);
+    BiquadLanes highPass = OpenSingle(&plate->outHighPass);
+    Lanes dryGain = Splat(1.0f - mix), wetGain = Splat(mix);
+
+    DelayLine(&comb)[2][PLATE_COMBS] = plate->combLine;
+    DelayLine *const lines[2 * PLATE_COMBS] = {&comb[0][0], &comb[0][1], &comb[0][2], &comb[0][3],
+                                               &comb[1][0], &comb[1][1], &comb[1][2], &comb[1][3]};
+    for (int done = 0; done < count;) {
+        int run = FramesBeforeAnEnd(lines, 2 * PLATE_COMBS, count - done);
+        float *combL[PLATE_COMBS], *combR[PLATE_COMBS];
+        for (int k = 0; k < PLATE_COMBS; k++)
+            combL[k] = NextWrite(&comb[0][k]), combR[k] = NextWrite(&comb[1][k]);
+
+        for (int i = 0; i < run; i++) {
+            int at = done + i;
+            Lanes x = LoadLanes(in[at]);
+            Lanes sum = Splat(0.0f);
+            for (int k = 0; k < PLATE_COMBS; k++) {
+                Lanes r = {back[0][k][at], back[1][k][at], 0.0f, 0.0f};
+                sum = sum + r;
+                Lanes w = BiquadRun(&combFilter[k], x + r);
+                combL[k][i] = w[0], combR[k][i] = w[1];
+            }
+            float diffusedL = FirstOrderAllPass(PLATE_ALL_PASS, &allPass1L, sum[0]);
+            float diffusedR = FirstOrderAllPass(PLATE_ALL_PASS, &allPass1R, sum[1]);
+            diffusedL = FirstOrderAllPass(PLATE_ALL_PASS, &allPass2L, diffusedL);
+            diffusedR = FirstOrderAllPass(PLATE_ALL_PASS, &allPass2R, diffusedR);
+            Lanes diffused = {diffusedL, diffusedR, 0.0f, 0.0f};
+            Lanes wet = BiquadRun(&highPass, BiquadRun(&lowPass, diffused));
+            float *frame = frames + 2 * at;
+            StoreLanes(LoadLanes(frame) * dryGain + wet * wetGain, frame);
+        }
+        for (DelayLine *line : lines) AdvanceLine(line, run);
+        done += run;
+    }
+
+    for (int k = 0; k < PLATE_COMBS; k++) BiquadClose(&combFilter[k], &plate->combFilter[k]);
+    plate->allPass1[0] = allPass1L, plate->allPass1[1] = allPass1R;
+    plate->allPass2[0] = allPass2L, plate->allPass2[1] = allPass2R;
+    BiquadClose(&lowPass, &plate->outLowPass);
+    BiquadClose(&highPass, &plate->outHighPass);
+}
+
+// ---- the unit ----
+
+void ReverbRun(Engine *engine, const EngineContext *context, int instance, float *frames,
+               int count) {
+    ReverbState *state = &engine->reverb[instance];
+    const float *value = context->liveValue;
+    if (!(value[PARAM_REVERB_ENABLE + instance] > 0.5f)) {
+        ReverbRelease(state);
+        return;
+    }
+    // When a line cannot be had the audio passes untouched, and the next
+    // SubBlock tries again.
+    float sr = context->sampleRate;
+    float predelay = LongTimeCurve(value[PARAM_REVERB_PREDELAY + instance]);
+    int32_t predelayLength = DelayLength(predelay * sr + PREDELAY_EXTRA_FRAMES, REVERB_MAX_FRAMES);
+    if (predelayLength == 0 || !EnsureDelayLine(&state->predelay[0], predelayLength, 1) ||
+        !EnsureDelayLine(&state->predelay[1], predelayLength, 1))
+        return;
+
+    int32_t algorithm = ParamDecodeWhole(value[PARAM_REVERB_ALGORITHM + instance]);
+    float time = value[PARAM_REVERB_TIME + instance];
+    float mix = Clamp01(value[PARAM_REVERB_MIX + instance]);
+    bool tank = algorithm >= 0 && algorithm < REVERB_ALGORITHM_COUNT && algorithm != REVERB_PLATE;
+    bool ready = tank ? TankSetUp(&state->tank, algorithm, time, sr)
+                      : PlateSetUp(&state->plate, time, sr);  // Plate, and any other index
+    if (!ready) return;
+
+    // The predelay: each frame takes the oldest pair, a full length old, and
+    // leaves the incoming pair in its place.
+    float delayed[SUBBLOCK_FRAMES][2];
+    DelayLine *left = &state->predelay[0], *right = &state->predelay[1];
+    for (int i = 0; i < count; i++) {
+        delayed[i][0] = Oldest(left), delayed[i][1] = Oldest(right);
+        WriteDelayLine(left, frames[2 * i]);
+        WriteDelayLine(right, frames[2 * i + 1]);
+    }
+    if (tank)
+        TankRun(&state->tank, delayed, mix, frames, count);
+    else
+        PlateRun(&state->plate, delayed, mix, frames, count);
+}
+
+void ReverbRelease(ReverbState *state) {
+    ReleaseDelayLine(&state->predelay[0]);
+    ReleaseDelayLine(&state->predelay[1]);
+    DelayLine *tankLines[TANK_LINES];
+    ListTankLines(&state->tank.lines, tankLines);
+    for (DelayLine *line : tankLines) ReleaseDelayLine(line);
+    for (int channel = 0; channel < 2; channel++)
+        for (DelayLine &line : state->plate.combLine[channel]) ReleaseDelayLine(&line);
+}
 
 }  // namespace ENGINE_NAMESPACE

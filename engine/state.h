@@ -88,7 +88,7 @@ struct PlateReverbState {
 };
 
 struct ReverbState {
-    DelayLine predelay[2];  // mono lines, left and right, always of one length
+    DelayLine predelay[2];  // mono lines, left and right, made to one length
     TankReverbState tank;
     PlateReverbState plate;
 };

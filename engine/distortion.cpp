@@ -80,6 +80,18 @@ static inline float ShapeVrs(float v, const VrsCurve &k) {
     return Pick(positive | negative, curve, v);
 }
 
+// A drive this large comes only from a chain of gain stages before the unit.
+// The rational curves have long reached their limits there, but their own
+// arithmetic would overflow into inf / inf, so the drive is held at this
+// size: the same float result wherever the formula's is finite, and no NaN
+// from finite audio.
+const float RATIONAL_DRIVE_LIMIT = 1e18f;
+// FastSin reduces its argument exactly only up to about 2.6e7; beyond it the
+// sine's phase means nothing anyway, so the drive is held below.
+const float SINE_DRIVE_LIMIT = 1e7f;
+
+static inline float Limit(float v, float limit) { return v < -limit ? -limit : (v > limit ? limit : v); }
+
 // The waveshaper of a mode; "Off" and any index outside the table pass v.
 // "Foldback" and "Wrapback" fold |v| and multiply the result by the sign of
 // v, so both are odd: "Wrapback" gives -0.25 at 1.5 and 0.25 at -1.5.
@@ -88,10 +100,14 @@ __attribute__((always_inline)) static inline float Shape(int32_t mode, float v) 
     switch (mode) {
     case DISTORTION_LIGHT: return atanf(v) * ATAN_SCALE;
     case DISTORTION_SOFT: return tanhf(v) * 0.5f;
-    case DISTORTION_MEDIUM: return MEDIUM_SLOPE * v / (1.0f + MEDIUM_KNEE * magnitude);
-    case DISTORTION_HARD:
-        return 0.5f * v * (HARD_NUMERATOR + magnitude) /
-               (1.0f + v * v + HARD_DENOMINATOR * magnitude);
+    case DISTORTION_MEDIUM: {
+        float h = Limit(v, RATIONAL_DRIVE_LIMIT);
+        return MEDIUM_SLOPE * h / (1.0f + MEDIUM_KNEE * fabsf(h));
+    }
+    case DISTORTION_HARD: {
+        float h = Limit(v, RATIONAL_DRIVE_LIMIT), size = fabsf(h);
+        return 0.5f * h * (HARD_NUMERATOR + size) / (1.0f + h * h + HARD_DENOMINATOR * size);
+    }
     case DISTORTION_TRIPLE: {
         float t = tanhf(v);
         return 0.5f * t * t * t;
@@ -108,13 +124,14 @@ __attribute__((always_inline)) static inline float Shape(int32_t mode, float v) 
         return Pick(v < 0.0f, -half, half);
     }
     case DISTORTION_FALLBACK: return v / (v * v + 1.0f);
-    case DISTORTION_SINE: return FastSin(SINE_DRIVE * v) * 0.5f;
+    case DISTORTION_SINE: return FastSin(SINE_DRIVE * Limit(v, SINE_DRIVE_LIMIT)) * 0.5f;
     case DISTORTION_VRS_LIGHT: return ShapeVrs(v, VRS_LIGHT);
     case DISTORTION_VRS_SOFT: return ShapeVrs(v, VRS_SOFT);
     case DISTORTION_VRS_MID: return ShapeVrs(v, VRS_MID);
     case DISTORTION_VRS_HARD: return ShapeVrs(v, VRS_HARD);
     case DISTORTION_ASYM_1: {
-        float curve = 0.5f * v * (HARD_NUMERATOR + v) / ((HARD_DENOMINATOR + v) * v + 1.0f);
+        float h = Limit(v, RATIONAL_DRIVE_LIMIT);
+        float curve = 0.5f * h * (HARD_NUMERATOR + h) / ((HARD_DENOMINATOR + h) * h + 1.0f);
         return Pick(v < 0.0f, v, curve);
     }
     case DISTORTION_ASYM_2: {

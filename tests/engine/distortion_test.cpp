@@ -2,6 +2,7 @@
 // whole unit against a plain per-sample model (bit for bit at levels 1 to 4),
 // the band split that its instances share, and what Enable and Mix leave alone.
 #include <gtest/gtest.h>
+#include <cmath>
 #include <math.h>
 #include <string.h>
 
@@ -137,10 +138,18 @@ TEST(Distortion, ShapersFollowTheirFormulasBitForBit) {
                                  -1.0f, 2.0f, -2.0f, 3.0f, -50.0f, -50.0001f, 8388609.0f,
                                  16777216.0f, -3e38f, 3e38f, 1e-40f, -1e-40f};
     for (float v = -120.0f; v < 120.0f; v += 0.00731f) inputs.push_back(v);
+    // Where the formula itself overflows into inf / inf, or the sine's phase
+    // is lost, the unit holds its drive instead: finite there, exact elsewhere.
     for (int mode = -1; mode <= MODES; mode++)
-        for (float v : inputs)
-            ASSERT_TRUE(SameBits(DistortionShape(mode, v), ModelShape(mode, v)))
-                << "mode " << mode << " at " << v << ": " << DistortionShape(mode, v);
+        for (float v : inputs) {
+            float model = ModelShape(mode, v);
+            bool sineBeyondReduction = mode == 10 && fabsf(v) > 1e7f;
+            if (!std::isfinite(model) || sineBeyondReduction)
+                ASSERT_TRUE(std::isfinite(DistortionShape(mode, v))) << "mode " << mode << " at " << v;
+            else
+                ASSERT_TRUE(SameBits(DistortionShape(mode, v), model))
+                    << "mode " << mode << " at " << v << ": " << DistortionShape(mode, v);
+        }
 }
 
 TEST(Distortion, ShapersAtTheirLandmarks) {

@@ -61,6 +61,20 @@ static void CompressorChain(float *value) {
     value[PARAM_COMP_ENABLE] = 1.0f;
 }
 
+// The showcase chain: eight units, all enabled at their defaults.
+static void WholeChain(float *value) {
+    const int kinds[SLOT_COUNT] = {UnitDistortion,     UnitEQ,       UnitChorus,
+                                   UnitPhaser,         UnitPingPongDelay,
+                                   UnitPolyrhythmicDelay, UnitReverb, UnitCompressor};
+    const int enable[UNIT_KINDS] = {PARAM_DELAY_ENABLE,  PARAM_PINGPONG_ENABLE, PARAM_DIST_ENABLE,
+                                    PARAM_CHORUS_ENABLE, PARAM_PHASER_ENABLE,   PARAM_EQ_ENABLE,
+                                    PARAM_GATE_ENABLE,   PARAM_REVERB_ENABLE,   PARAM_COMP_ENABLE};
+    for (int s = 0; s < SLOT_COUNT; s++) {
+        value[PARAM_EFFECT_SLOT + s] = ParamEncodeWhole(kinds[s]);
+        value[enable[kinds[s]]] = 1.0f;
+    }
+}
+
 // The Reverb with one algorithm (0 Hall, 1 Room, 2 Plate, 3 Church, 4 Atmosphere).
 template <int algorithm>
 static void ReverbChain(float *value) {
@@ -91,7 +105,7 @@ static void ModulationChain(float *value) {
 
 static const Chain CHAINS[] = {
     {"empty chain", EmptyChain},
-    {"modulation: 3 modulators on 9 destinations", ModulationChain},
+    {"modulation (3 x 3)", ModulationChain},
     {"Polyrhythmic Delay", PolyDelayChain},
     {"Ping-Pong Delay", PingPongChain},
     {"Phaser", PhaserChain},
@@ -106,6 +120,7 @@ static const Chain CHAINS[] = {
     {"Reverb Church", ReverbChain<3>},
     {"Reverb Atmosphere", ReverbChain<4>},
     {"Compressor", CompressorChain},
+    {"whole chain (8 units)", WholeChain},
 };
 
 // Runs `seconds` of noise through one build in host blocks of `block` frames
@@ -196,11 +211,11 @@ int main(int argc, char **argv) {
     int top = EngineSelectedLevel();
     printf("ns per stereo frame at 48 kHz (%.0f s of noise per case, best of 3); "
            "realtime factor in brackets\n", seconds);
-    printf("%-22s %5s %16s %16s %16s\n", "chain", "level", "block 32", "block 512", "block 2048");
+    printf("%-22s %5s %16s %16s %16s\n", "chain", "level", "block 32", "block 256", "block 2048");
     for (const Chain &chain : CHAINS) {
         for (int level = 1; level <= top; level++) {
             printf("%-22s %5d", chain.name, level);
-            for (int block : {32, 512, 2048}) {
+            for (int block : {32, 256, 2048}) {
                 double ns = NsPerFrame(chain, level, block, seconds);
                 printf(" %6.2f (%6.0fx)", ns, 1e9 / 48000.0 / ns);
             }

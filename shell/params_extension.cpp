@@ -36,8 +36,12 @@ static bool ParamsGetValue(const clap_plugin_t *clapPlugin, clap_id id, double *
     // A value the editor set but the audio side has not taken yet is newer
     // than the audio side's copy.
     float value;
-    if (plugin->pendingParam[id] == PENDING_NONE && !plugin->context.reloadRequest &&
-        !plugin->context.valuesRequest)
+    // The request flags are read one by one: the compiler could otherwise
+    // fold them into one wider load that also takes in engineReset, which the
+    // audio thread writes under another lock.
+    bool reload = __atomic_load_n(&plugin->context.reloadRequest, __ATOMIC_RELAXED) ||
+                  __atomic_load_n(&plugin->context.valuesRequest, __ATOMIC_RELAXED);
+    if (plugin->pendingParam[id] == PENDING_NONE && !reload)
         __atomic_load(&plugin->audioParam[id], &value, __ATOMIC_RELAXED);
     else
         value = plugin->context.editorValue[id];

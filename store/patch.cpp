@@ -113,11 +113,12 @@ int PatchLoadFromBuffer(Plugin *plugin, ByteReader *reader) {
     memset(&scratch, 0, sizeof scratch);
     scratch.magic = PATCH_MAGIC;
     scratch.version = version;
-    memcpy((uint8_t *)&scratch + PATCH_NAME_OFFSET, file + FILE_NAME_OFFSET, PATCH_RECORD_BYTES);
+    memcpy((uint8_t *)&scratch + PATCH_NAME_OFFSET, file + FILE_NAME_OFFSET,
+           PATCH_NAME_SIZE + PATCH_RECORD_BYTES);
     PatchSanitise(&scratch);
     pthread_mutex_lock(&globals.paramLock);  // the values are read by get_value meanwhile
     memcpy((uint8_t *)&plugin->patch + PATCH_NAME_OFFSET, (uint8_t *)&scratch + PATCH_NAME_OFFSET,
-           PATCH_RECORD_BYTES);
+           PATCH_NAME_SIZE + PATCH_RECORD_BYTES);
     pthread_mutex_unlock(&globals.paramLock);
     PatchCommit(plugin);
     return 1;

@@ -15,7 +15,7 @@ enum {
     PATCH_BLOCK_SIZE = 1720,
     PATCH_NAME_SIZE = 100,
     PATCH_FILE_MAX_SIZE = 0xFFFFFF,
-    PATCH_RECORD_BYTES = 1600,  // name and data from offset 20: what a file load takes over
+    PATCH_RECORD_BYTES = 1600,  // values and reserved bytes behind the name: what a file load takes over
 };
 
 struct Patch {

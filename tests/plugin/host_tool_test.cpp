@@ -1,8 +1,15 @@
 // The host's own pieces that the command-line tool rests on: WAV reading and
-// writing, effect chains as text, and the demo piece.
+// writing, effect chains as text, the demo piece, patch files made from a
+// state, and the tool's commands themselves.
 #include <gtest/gtest.h>
 #include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <algorithm>
 #include <string>
 #include <vector>
 #include "tools/host/host.h"
@@ -280,4 +287,262 @@ TEST(DemoSignal, is_the_same_every_time_and_sounds_on_every_beat) {
         EXPECT_LT(peak, 1.0f) << "beat " << beat;
     }
     EXPECT_EQ(DemoSignal(44100, 1.0).frames(), 44100u);
+}
+
+// ---- state, patch files and presets ----
+
+namespace {
+
+const clap_id POST_GAIN = 0, REVERB_ENABLE = 100, REVERB_MIX = 103, EFFECT_SLOT_1 = 223;
+
+// A state whose values, reserved bytes and curves all differ from a new
+// instance's, as the plug-in saves it.
+std::vector<uint8_t> MarkedState() {
+    std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
+    std::vector<uint8_t> state = *SaveState(*instance);
+    state.resize(STATE_CURVES_AT);
+    for (uint32_t i = 0; i < 231; i++) SetLE(state, STATE_VALUES_AT + 4 * i, float(i % 10) / 10.0f);
+    for (size_t i = STATE_RESERVED_AT; i < STATE_CURVES_AT; i++) state[i] = uint8_t(i);
+    CurveImage curve;
+    curve.loopStart = 1;
+    curve.points = {{0, 0.5f, 3}, {0.5f, 0, -3}, {1, 0.5f, 0}};
+    std::vector<uint8_t> curves = CurveBlockBytes({curve, DefaultCurveImages()[0], curve});
+    state.insert(state.end(), curves.begin(), curves.end());
+    EXPECT_TRUE(LoadState(*instance, state));
+    return *SaveState(*instance);
+}
+
+// The command-line tool next to the plug-in this build made, or "" when it
+// has not been built.
+std::string ToolPath() {
+    std::string plugin = LATHEMOOR_BUILT_PLUGIN;
+    std::string tool = plugin.substr(0, plugin.rfind('/') + 1) + "lathemoor-host";
+    return access(tool.c_str(), X_OK) == 0 ? tool : "";
+}
+
+std::string Quoted(const std::string &text) {
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+struct ToolRun {
+    int status = -1;
+    std::string output;  // standard output and error together
+};
+
+// Runs the tool with these arguments on the test plug-in.
+ToolRun RunTool(const std::vector<std::string> &arguments) {
+    std::string command = Quoted(ToolPath()) + " --plugin " + Quoted(TestPluginPath());
+    for (const std::string &argument : arguments) command += " " + Quoted(argument);
+    ToolRun run;
+    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
+    if (!pipe) return run;
+    char chunk[4096];
+    size_t got;
+    while ((got = fread(chunk, 1, sizeof chunk, pipe)) > 0) run.output.append(chunk, got);
+    int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+#define SKIP_WITHOUT_TOOL() \
+    if (ToolPath().empty()) GTEST_SKIP() << "lathemoor-host has not been built"
+
+}  // namespace
+
+TEST(HostToolPatch, a_synthpatch_from_a_state_has_the_file_layout) {
+    std::vector<uint8_t> state = MarkedState();
+    std::vector<uint8_t> file = SynthPatchFromState(state, "Marked");
+    ASSERT_EQ(file.size(), state.size() - 4);
+    EXPECT_EQ(GetLE<uint64_t>(file, 0), 0x95A130791400F613ull);
+    EXPECT_EQ(GetLE<uint64_t>(file, 8), 13u);
+    EXPECT_STREQ((const char *)&file[16], "Marked");
+    for (size_t i = 16 + 6; i < 116; i++) ASSERT_EQ(file[i], 0) << i;
+    // Values and reserved bytes: 8 bytes earlier than in the stream.
+    EXPECT_TRUE(std::equal(file.begin() + 116, file.begin() + 1716, state.begin() + 124));
+    for (size_t i = 1716; i < 1720; i++) EXPECT_EQ(file[i], 0) << i;
+    EXPECT_TRUE(std::equal(file.begin() + 1720, file.end(), state.begin() + 1724));
+
+    std::string longName(150, 'n');
+    std::vector<uint8_t> cut = SynthPatchFromState(state, longName);
+    EXPECT_EQ(std::string((const char *)&cut[16]), std::string(99, 'n'));
+
+    std::vector<uint8_t> wrongLength = state, wrongMagic = state, tooShort = state;
+    SetLE<uint32_t>(wrongLength, 0, 1800);
+    SetLE(wrongMagic, 4, SYNTHPATCH_MAGIC);
+    tooShort.resize(1724);
+    for (const std::vector<uint8_t> &bad :
+         {wrongLength, wrongMagic, tooShort, std::vector<uint8_t>()})
+        EXPECT_THROW(SynthPatchFromState(bad, "x"), HostError);
+}
+
+TEST(HostToolPatch, a_written_patch_loads_back_into_a_new_instance) {
+    TemporaryFolder folder;
+    std::vector<uint8_t> state = MarkedState();
+    std::string path = folder.File("marked.synthpatch");
+    WriteFileBytes(path, SynthPatchFromState(state, "Marked"));
+    EXPECT_EQ(ReadFileBytes(path), SynthPatchFromState(state, "Marked"));
+    std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
+    ASSERT_TRUE(LoadPresetFile(*instance, path));
+    std::vector<uint8_t> loaded = *SaveState(*instance);
+    EXPECT_STREQ((const char *)&loaded[STATE_NAME_AT], "Marked");
+    EXPECT_TRUE(std::equal(loaded.begin() + STATE_VALUES_AT, loaded.begin() + STATE_RESERVED_AT,
+                           state.begin() + STATE_VALUES_AT));
+    EXPECT_TRUE(std::equal(loaded.begin() + STATE_CURVES_AT, loaded.end(),
+                           state.begin() + STATE_CURVES_AT));
+    EXPECT_EQ(loaded.size(), state.size());
+}
+
+TEST(HostToolFiles, find_files_walks_every_folder_and_sorts) {
+    TemporaryFolder folder;
+    ASSERT_EQ(mkdir(folder.File("b").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(folder.File("b/deeper").c_str(), 0755), 0);
+    for (const char *name : {"z.synthpatch", "b/deeper/a.synthpatch", "a.synthpatch", "notes.txt",
+                             "b/x.synthpatch.bak", "b/.synthpatch"})
+        WriteFileBytes(folder.File(name), {1, 2, 3});
+    ASSERT_EQ(mkdir(folder.File("folder.synthpatch").c_str(), 0755), 0);
+    EXPECT_EQ(FindFiles(folder.path, ".synthpatch"),
+              (std::vector<std::string>{folder.File("a.synthpatch"), folder.File("b/.synthpatch"),
+                                        folder.File("b/deeper/a.synthpatch"),
+                                        folder.File("z.synthpatch")}));
+    EXPECT_TRUE(FindFiles(folder.File("missing"), ".synthpatch").empty());
+    EXPECT_THROW(ReadFileBytes(folder.File("missing")), HostError);
+    EXPECT_THROW(WriteFileBytes(folder.File("missing/x"), {}), HostError);
+}
+
+TEST(HostToolFiles, a_temporary_home_is_used_and_the_old_home_comes_back) {
+    const char *before = getenv("HOME");
+    std::string saved = before ? before : "";
+    std::string folder;
+    {
+        TemporaryHome home;
+        folder = home.folder.path;
+        EXPECT_EQ(std::string(getenv("HOME")), folder);
+        home.WriteSettings("[LathemoorFX]\nUIScale=150\n");
+        EXPECT_EQ(ReadFileBytes(folder + "/.config/OrwenAudioPlugins.ini").size(), 26u);
+    }
+    EXPECT_EQ(std::string(getenv("HOME") ? getenv("HOME") : ""), saved);
+    EXPECT_NE(access(folder.c_str(), F_OK), 0);  // removed with its content
+}
+
+// ---- the commands ----
+
+TEST(HostToolCommand, save_patch_stores_the_settings_under_the_name) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryFolder folder;
+    std::string path = folder.File("reverb.synthpatch");
+    ToolRun run = RunTool({"save-patch", path, "--chain", "Reverb", "--set", "Post Gain=0.25",
+                           "--set", "103=0.75", "--name", "Wide room"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("Wide room"), std::string::npos) << run.output;
+    std::vector<uint8_t> file = ReadFileBytes(path);
+    EXPECT_EQ(GetLE<uint64_t>(file, 0), SYNTHPATCH_MAGIC);
+    EXPECT_STREQ((const char *)&file[FILE_NAME_AT], "Wide room");
+    std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
+    ASSERT_TRUE(LoadPresetFile(*instance, path));
+    EXPECT_EQ(GetParamValue(*instance, POST_GAIN), 0.25);
+    EXPECT_EQ(GetParamValue(*instance, REVERB_MIX), 0.75);
+    EXPECT_EQ(GetParamValue(*instance, REVERB_ENABLE), 1.0);
+    EXPECT_EQ(GetParamValue(*instance, EFFECT_SLOT_1), double(8.0f / 65536));
+
+    // Without --name the patch is "untitled"; the default curves come along.
+    ASSERT_EQ(RunTool({"save-patch", path}).status, 0);
+    file = ReadFileBytes(path);
+    EXPECT_STREQ((const char *)&file[FILE_NAME_AT], "untitled");
+    EXPECT_EQ(std::vector<uint8_t>(file.begin() + FILE_CURVES_AT, file.end()),
+              CurveBlockBytes(DefaultCurveImages()));
+}
+
+TEST(HostToolCommand, render_starts_from_a_patch_or_a_state_and_saves_the_state_after) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryFolder folder;
+    std::string in = folder.File("in.wav"), patch = folder.File("start.synthpatch");
+    WriteWav(in, Noise(9600, 4), 48000);
+    WriteFileBytes(patch, SynthPatchFromState(MarkedState(), "start"));
+    std::string out1 = folder.File("out1.wav"), state1 = folder.File("one.state");
+    ToolRun first = RunTool({"render", in, out1, "--patch", patch, "--chain", "Reverb", "--set",
+                             "Reverb Mix=0.5", "--state-out", state1});
+    ASSERT_EQ(first.status, 0) << first.output;
+    std::vector<uint8_t> saved = ReadFileBytes(state1);
+    std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
+    ASSERT_TRUE(LoadState(*instance, saved));
+    EXPECT_EQ(GetParamValue(*instance, REVERB_MIX), 0.5);
+    EXPECT_EQ(GetParamValue(*instance, REVERB_ENABLE), 1.0);
+    EXPECT_STREQ((const char *)&saved[STATE_NAME_AT], "start");
+    std::vector<uint8_t> marked = MarkedState();
+    EXPECT_TRUE(std::equal(saved.begin() + STATE_CURVES_AT, saved.end(),
+                           marked.begin() + STATE_CURVES_AT, marked.end()));
+
+    // The saved state gives the same sound and saves itself again unchanged.
+    std::string out2 = folder.File("out2.wav"), state2 = folder.File("two.state");
+    ToolRun second = RunTool({"render", in, out2, "--state-in", state1, "--state-out", state2});
+    ASSERT_EQ(second.status, 0) << second.output;
+    EXPECT_EQ(ReadFileBytes(state2), saved);
+    EXPECT_EQ(FirstDifferentFrame(ReadWav(out1).audio, ReadWav(out2).audio), -1);
+}
+
+TEST(HostToolCommand, presets_lists_the_locations_and_every_patch_file_of_the_user_folder) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryHome home;
+    std::string patches = home.folder.File("My Patches");
+    ASSERT_EQ(mkdir(patches.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((patches + "/pads").c_str(), 0755), 0);
+    WriteFileBytes(patches + "/lead.synthpatch", SynthPatchFromState(MarkedState(), "lead"));
+    WriteFileBytes(patches + "/pads/empty.synthpatch", {});
+    WriteFileBytes(patches + "/readme.txt", {'h', 'i'});
+
+    ToolRun without = RunTool({"presets"});
+    ASSERT_EQ(without.status, 0) << without.output;
+    EXPECT_NE(without.output.find("\"Factory ROM\": plug-in, factory content, \"\""),
+              std::string::npos)
+        << without.output;
+    EXPECT_NE(without.output.find("no user patch folder"), std::string::npos) << without.output;
+
+    home.WriteSettings("[LathemoorFX]\nUserPatches=" + patches + "\n");
+    ToolRun with = RunTool({"presets"});
+    ASSERT_EQ(with.status, 0) << with.output;
+    const std::string &text = with.output;
+    EXPECT_NE(text.find("\"User patch folder\": file, user content, \"" + patches + "\""),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\"LathemoorFX patch\", *.synthpatch"), std::string::npos) << text;
+    size_t lead = text.find(patches + "/lead.synthpatch: true, 1 preset");
+    size_t empty = text.find(patches + "/pads/empty.synthpatch: true, 1 preset");
+    EXPECT_NE(lead, std::string::npos) << text;
+    EXPECT_NE(empty, std::string::npos) << text;
+    EXPECT_LT(lead, empty);
+    EXPECT_NE(text.find("add_plugin_id(\"clap\", \"orwen.LathemoorFX\")"), std::string::npos)
+        << text;
+    EXPECT_EQ(text.find("readme.txt"), std::string::npos) << text;
+}
+
+TEST(HostToolCommand, options_of_other_commands_and_unloadable_files_are_refused) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryFolder folder;
+    std::string in = folder.File("in.wav"), out = folder.File("out.wav");
+    WriteWav(in, Noise(480), 48000);
+    std::string text = folder.File("text.synthpatch");
+    WriteFileBytes(text, std::vector<uint8_t>(2000, 'x'));
+    struct Case {
+        std::vector<std::string> arguments;
+        const char *message;
+    };
+    const Case CASES[] = {
+        {{"save-patch", folder.File("x.synthpatch"), "--tempo", "120"},
+         "--tempo does not belong to save-patch"},
+        {{"render", in, out, "--name", "x"}, "--name does not belong to render"},
+        {{"presets", "--set", "Post Gain=1"}, "--set does not belong to presets"},
+        {{"save-patch"}, "save-patch wants OUT.synthpatch"},
+        {{"render", in, out, "--patch", text}, "could not load this patch"},
+        {{"render", in, out, "--state-in", text}, "refused this state"},
+        {{"save-patch", folder.File("y.synthpatch"), "--state-in", folder.File("missing")},
+         "missing"},
+    };
+    for (const Case &c : CASES) {
+        ToolRun run = RunTool(c.arguments);
+        EXPECT_EQ(run.status, 1) << c.message;
+        EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;
+    }
+    EXPECT_NE(access(folder.File("x.synthpatch").c_str(), F_OK), 0);
 }

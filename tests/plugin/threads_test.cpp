@@ -3,6 +3,7 @@
 // guarded as it should be.
 #include <gtest/gtest.h>
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 #include "tools/host/host.h"
@@ -59,6 +60,49 @@ TEST(Threads, two_instances_process_on_two_threads) {
     std::thread first(run, a.get(), 1), second(run, b.get(), 2);
     first.join();
     second.join();
+}
+
+// The audio thread processes for two seconds while the main thread saves
+// and loads the state, loads a patch file, reads values and randomises: the
+// whole-sound changes meet the audio side only through the locks and the
+// hand-over, and neither thread waits for ever.
+TEST(Threads, state_and_patch_loads_while_audio_thread_processes) {
+    TemporaryFolder folder;
+    std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
+    std::vector<HostEvent> chain;
+    for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay,Chorus,Ping-Pong Delay"))
+        chain.push_back(ParamValueEvent(0, s.id, s.value));
+    FlushParams(*instance, chain);
+    std::optional<std::vector<uint8_t>> state = SaveState(*instance);
+    ASSERT_TRUE(state.has_value());
+    std::string patch = folder.File("threads.synthpatch");
+    WriteFileBytes(patch, SynthPatchFromState(*state, "threads"));
+
+    std::atomic<bool> done{false};
+    std::thread audio([&] {
+        StereoBuffer input = Noise(256, 5), output = MakeStereo(256);
+        auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        for (int block = 0; std::chrono::steady_clock::now() < end; block++) {
+            ProcessStereo(*instance, input, output,
+                          {ParamValueEvent(0, DELAY_MIX, (block % 10) / 10.0),
+                           ParamModEvent(100, POST_GAIN, 0.01 * (block % 3))});
+        }
+        done = true;
+    });
+    int rounds = 0;
+    while (!done) {
+        EXPECT_TRUE(SaveState(*instance).has_value());
+        EXPECT_TRUE(LoadState(*instance, *state));
+        EXPECT_TRUE(GetParamValue(*instance, DELAY_MIX).has_value());
+        EXPECT_TRUE(LoadPresetFile(*instance, patch));
+        EXPECT_TRUE(Randomize(*instance));
+        EXPECT_TRUE(GetParamValue(*instance, POST_GAIN).has_value());
+        rounds++;
+    }
+    audio.join();
+    EXPECT_GT(rounds, 0);
+    ASSERT_TRUE(LoadState(*instance, *state));
+    EXPECT_EQ(SaveState(*instance), state);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // HostError with a one-line message.
 #pragma once
 #include <stdint.h>
+#include <string.h>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -216,6 +217,148 @@ struct ParamSetting {
 // "Reverb,Compressor 2": fills Effect Slot 1, 2, ... in order and switches on
 // each unit instance's Enable. Unknown names and more than eight units throw.
 std::vector<ParamSetting> ChainSettings(const std::string &chain);
+
+// ---- state, patch files and presets ----
+
+// The plug-in's clap.state save into memory, through a stream that takes
+// every write whole; nullopt when save answers false.
+std::optional<std::vector<uint8_t>> SaveState(const Instance &instance);
+// clap.state load from memory, through a stream that gives each read all it
+// asks for while bytes remain.
+bool LoadState(const Instance &instance, const std::vector<uint8_t> &bytes);
+// clap.preset-load.draft/2 from_location for a file; false also when the
+// plug-in does not offer the extension.
+bool LoadPresetFile(const Instance &instance, const std::string &path);
+// The plug-in's own "orwen.randomize"; false when it is not offered.
+bool Randomize(const Instance &instance);
+
+// The two stored forms of a patch. A clap.state stream is a u32 length, a
+// block that starts with STATE_BLOCK_MAGIC, then the curve block. A
+// .synthpatch file is the same block without its record index, under its
+// own magic, then the curve block: from the name on, each field stands 4
+// bytes earlier than in the block, 8 earlier than in the stream.
+const uint64_t STATE_BLOCK_MAGIC = 0x95A130791400F612ull;
+const uint64_t SYNTHPATCH_MAGIC = 0x95A130791400F613ull;
+const uint64_t SYNTHPATCH_VERSION = 13;
+const uint32_t STATE_BLOCK_SIZE = 1720;
+const uint32_t PATCH_NAME_BYTES = 100;  // zero-terminated, so at most 99 characters
+const uint32_t PATCH_RESERVED_BYTES = 676;
+// Offsets in a clap.state stream (the block's plus 4)...
+const size_t STATE_MAGIC_AT = 4, STATE_VERSION_AT = 12, STATE_RECORD_INDEX_AT = 20,
+             STATE_NAME_AT = 24, STATE_VALUES_AT = 124, STATE_RESERVED_AT = 1048,
+             STATE_CURVES_AT = 1724;
+// ...and in a .synthpatch file.
+const size_t FILE_VERSION_AT = 8, FILE_NAME_AT = 16, FILE_VALUES_AT = 116,
+             FILE_RESERVED_AT = 1040, FILE_CURVES_AT = 1720;
+
+// Fixed-size values appended to, read from and written into bytes, in the
+// machine's order, which is the stored forms' (little-endian). GetLE and
+// SetLE throw HostError past the end.
+template <typename T>
+void PutLE(std::vector<uint8_t> &bytes, T value) {
+    const uint8_t *p = (const uint8_t *)&value;
+    bytes.insert(bytes.end(), p, p + sizeof value);
+}
+template <typename T>
+T GetLE(const std::vector<uint8_t> &bytes, size_t at) {
+    if (at > bytes.size() || bytes.size() - at < sizeof(T)) throw HostError("read past the bytes");
+    T value;
+    memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+template <typename T>
+void SetLE(std::vector<uint8_t> &bytes, size_t at, T value) {
+    if (at > bytes.size() || bytes.size() - at < sizeof(T)) throw HostError("write past the bytes");
+    memcpy(bytes.data() + at, &value, sizeof value);
+}
+
+// A modulator curve as the stored forms hold it.
+struct CurvePointImage {
+    float x, y, tension;
+};
+struct CurveImage {
+    uint16_t loopStart = 0;
+    std::vector<CurvePointImage> points;
+};
+// The three curves of a new instance: (0, 0), (0.5, 1), (1, 0), straight, no loop.
+std::vector<CurveImage> DefaultCurveImages();
+// A curve block as the plug-in writes it: the present byte 1, then for each
+// curve the marker 0xFFFF, its loop start, its point count and its points.
+std::vector<uint8_t> CurveBlockBytes(const std::vector<CurveImage> &curves);
+// One curve in that form, appended.
+void PutCurve(std::vector<uint8_t> &bytes, const CurveImage &curve);
+
+// A .synthpatch file from a clap.state stream as the plug-in saves it: the
+// block's values and reserved bytes and the curve block, under `name` (cut
+// to 99 bytes). Throws HostError for a stream of any other shape.
+std::vector<uint8_t> SynthPatchFromState(const std::vector<uint8_t> &state,
+                                         const std::string &name);
+
+// Whole files. Both throw HostError naming the path.
+std::vector<uint8_t> ReadFileBytes(const std::string &path);
+void WriteFileBytes(const std::string &path, const std::vector<uint8_t> &bytes);
+// Regular files under folder, at any depth, whose names end in suffix, in
+// sorted order; none when the folder can't be read.
+std::vector<std::string> FindFiles(const std::string &folder, const std::string &suffix);
+
+// A fresh folder under $TMPDIR (else /tmp), removed with its content at the end.
+struct TemporaryFolder {
+    std::string path;
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+    std::string File(const std::string &name) const { return path + "/" + name; }
+};
+
+// HOME pointed at a temporary folder holding an empty ".config", for as long
+// as this lives; the old HOME (or its absence) comes back at the end.
+struct TemporaryHome {
+    TemporaryFolder folder;
+    std::optional<std::string> savedHome;
+    TemporaryHome();
+    ~TemporaryHome();
+    // The settings file's path, and the file written with this text.
+    std::string SettingsPath() const { return folder.path + "/.config/OrwenAudioPlugins.ini"; }
+    void WriteSettings(const std::string &text) const;
+};
+
+// One call that a preset provider made to the host's indexer or to a
+// metadata receiver, with its arguments in order.
+struct PresetCall {
+    std::string function;                           // "declare_location", "begin_preset", ...
+    std::vector<int64_t> numbers;                   // flags, kinds, error codes, times
+    std::vector<std::optional<std::string>> texts;  // nullopt for a null pointer
+};
+
+// The first provider of the plug-in's preset discovery factory, created with
+// an indexer that records what it is told, and initialised: what a host's
+// preset indexer does first. Lives at a fixed address; destroys the provider.
+struct PresetIndexer {
+    const clap_preset_discovery_provider_t *provider = nullptr;
+    clap_preset_discovery_indexer_t indexer{};
+    bool initResult = false;
+    std::vector<PresetCall> declared;  // declare_location, _filetype, _soundpack, in order
+
+    PresetIndexer() = default;
+    PresetIndexer(const PresetIndexer &) = delete;
+    PresetIndexer &operator=(const PresetIndexer &) = delete;
+    ~PresetIndexer();
+};
+
+// Throws HostError when the plug-in has no preset discovery factory or the
+// factory offers no provider.
+std::unique_ptr<PresetIndexer> StartPresetIndexer(const PluginLibrary &library);
+
+struct PresetMetadata {
+    bool result = false;
+    std::vector<PresetCall> calls;  // what the receiver was told, in order
+};
+
+// The provider's get_metadata with a receiver that records every call and
+// answers begin_preset with `beginPreset`.
+PresetMetadata ReadPresetMetadata(const PresetIndexer &indexer, uint32_t kind,
+                                  const char *location, bool beginPreset = true);
 
 // ---- extension ids, for reports ----
 

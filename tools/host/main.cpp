@@ -1,5 +1,5 @@
-// lathemoor-host: describe the plug-in, run a WAV file through it, or render
-// the demo piece.
+// lathemoor-host: describe the plug-in, run a WAV file through it, render the
+// demo piece, write a .synthpatch file, or index presets as a host does.
 #include <errno.h>
 #include <math.h>
 #include <stdio.h>
@@ -35,6 +35,7 @@ const uint32_t DEFAULT_BLOCK = 512;
 const uint32_t LARGEST_BLOCK = 1 << 20;
 const uint32_t LARGEST_RATE = 1536000;
 const double PROGRESS_AFTER_SECONDS = 30.0;  // shorter files render without a bar
+const char *const DEFAULT_PATCH_NAME = "untitled";
 
 struct RenderJob {
     std::string pluginPath;
@@ -44,6 +45,9 @@ struct RenderJob {
     std::vector<std::pair<std::string, std::string>> sets;  // name or id, value text
     double tempo = 0;  // 0: no transport
     uint32_t block = DEFAULT_BLOCK;
+    std::string patchPath;  // a .synthpatch loaded through the plug-in first, or empty
+    std::string stateIn;    // a clap.state stream loaded first, or empty
+    std::string stateOut;   // where the state goes after the render, or empty
 };
 
 struct RenderOutcome {
@@ -91,6 +95,21 @@ static std::vector<HostEvent> SettingEvents(const Instance &instance, const Rend
     return events;
 }
 
+// What the job starts from: its state, then its patch file, each as a host
+// would hand it over. The settings come on top of both.
+static void LoadStartingPoint(const Instance &instance, const RenderJob &job) {
+    if (!job.stateIn.empty() && !LoadState(instance, ReadFileBytes(job.stateIn)))
+        throw HostError(job.stateIn + ": the plug-in refused this state");
+    if (!job.patchPath.empty() && !LoadPresetFile(instance, job.patchPath))
+        throw HostError(job.patchPath + ": the plug-in could not load this patch");
+}
+
+static std::vector<uint8_t> StateOf(const Instance &instance) {
+    std::optional<std::vector<uint8_t>> state = SaveState(instance);
+    if (!state) throw HostError("the plug-in could not save its state");
+    return *state;
+}
+
 static void ShowProgress(uint32_t done, uint32_t total, int *shown) {
     int percent = total ? int(uint64_t(done) * 100 / total) : 100;
     if (percent == *shown) return;
@@ -108,6 +127,7 @@ static RenderOutcome Render(const RenderJob &job) {
     RenderOutcome outcome;
     {
         std::unique_ptr<Instance> instance = CreateInstance(*library);
+        LoadStartingPoint(*instance, job);
         std::vector<HostEvent> firstEvents = SettingEvents(*instance, job);
         uint32_t frames = job.input.frames();
         outcome.output = MakeStereo(frames);
@@ -135,6 +155,7 @@ static RenderOutcome Render(const RenderJob &job) {
         if (progress) fprintf(stderr, "\r%60s\r", "");
         Deactivate(*instance);
         outcome.wallSeconds = Now() - started;
+        if (!job.stateOut.empty()) WriteFileBytes(job.stateOut, StateOf(*instance));
     }
     ClosePlugin(library.get());
     return outcome;
@@ -161,10 +182,18 @@ static void Usage(FILE *to) {
             "    --block N               frames per process call (default %u)\n"
             "    --rate HZ               run the plug-in at this rate (default: the file's;\n"
             "                            no resampling)\n"
+            "    --patch FILE.synthpatch load this patch first (clap.preset-load)\n"
+            "    --state-in FILE         load this clap.state stream first\n"
+            "    --state-out FILE        save the clap.state stream after the render\n"
+            "  save-patch OUT.synthpatch write a patch file of the settings; takes --set,\n"
+            "                            --chain, --patch and --state-in as render does\n"
+            "    --name NAME             the patch's name (default \"%s\")\n"
+            "  presets                   index presets as a host does: locations, file types,\n"
+            "                            and every patch file in the \"UserPatches\" folder\n"
             "  demo [OUT.wav]            render the built-in demo piece (default %s)\n"
             "The plug-in is $LATHEMOOR_PLUGIN, else ~/.clap/LathemoorFX.clap, else the one\n"
             "this build made.\n",
-            DEFAULT_BLOCK, DEMO_OUTPUT);
+            DEFAULT_BLOCK, DEFAULT_PATCH_NAME, DEMO_OUTPUT);
 }
 
 static std::string FlagsText(uint32_t flags) {
@@ -273,9 +302,13 @@ static int CommandRender(RenderJob job, const std::string &inPath, const std::st
     job.sampleRate = rate ? rate : wav.sampleRate;
     RenderOutcome outcome = Render(job);
     WriteWav(outPath, outcome.output, job.sampleRate);
+    std::string sound = job.chain.empty() ? "no chain" : "chain " + job.chain;
+    if (!job.stateIn.empty()) sound += ", state " + job.stateIn;
+    if (!job.patchPath.empty()) sound += ", patch " + job.patchPath;
     printf("%s -> %s: %u Hz, %u-bit %s in, %s\n", inPath.c_str(), outPath.c_str(),
            job.sampleRate, wav.bitsPerSample, wav.channels == 1 ? "mono" : "stereo",
-           job.chain.empty() ? "no chain" : ("chain " + job.chain).c_str());
+           sound.c_str());
+    if (!job.stateOut.empty()) printf("state saved to %s\n", job.stateOut.c_str());
     PrintRealtime(outcome);
     return 0;
 }
@@ -308,14 +341,136 @@ static int CommandDemo(const std::string &pluginPath, const std::string &outPath
     return 0;
 }
 
+static int CommandSavePatch(const RenderJob &job, const std::string &outPath,
+                            const std::string &name) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(job.pluginPath);
+    {
+        std::unique_ptr<Instance> instance = CreateInstance(*library);
+        LoadStartingPoint(*instance, job);
+        FlushParams(*instance, SettingEvents(*instance, job));
+        std::vector<uint8_t> file = SynthPatchFromState(StateOf(*instance), name);
+        WriteFileBytes(outPath, file);
+        printf("wrote %s: patch \"%s\", %zu bytes\n", outPath.c_str(),
+               name.substr(0, PATCH_NAME_BYTES - 1).c_str(), file.size());
+    }
+    ClosePlugin(library.get());
+    return 0;
+}
+
+// A call to the indexer or receiver as text: function(numbers, "texts").
+static std::string CallText(const PresetCall &call) {
+    std::string text = call.function + "(";
+    bool first = true;
+    for (int64_t number : call.numbers) {
+        text += (first ? "" : ", ") + std::to_string(number);
+        first = false;
+    }
+    for (const std::optional<std::string> &t : call.texts) {
+        text += (first ? "" : ", ") + (t ? "\"" + *t + "\"" : std::string("null"));
+        first = false;
+    }
+    return text + ")";
+}
+
+static std::string LocationKindText(int64_t kind) {
+    return kind == CLAP_PRESET_DISCOVERY_LOCATION_FILE     ? "file"
+           : kind == CLAP_PRESET_DISCOVERY_LOCATION_PLUGIN ? "plug-in"
+                                                           : "kind " + std::to_string(kind);
+}
+
+static std::string ContentFlagsText(int64_t flags) {
+    std::string text;
+    const char *const NAMES[] = {"factory", "user", "demo", "favorite"};
+    for (int bit = 0; bit < 4; bit++)
+        if (flags & (int64_t(1) << bit))
+            text += (text.empty() ? "" : ",") + std::string(NAMES[bit]);
+    return text.empty() ? "-" : text;
+}
+
+static void PrintMetadata(const std::string &what, const PresetMetadata &metadata) {
+    int presets = 0;
+    for (const PresetCall &call : metadata.calls) presets += call.function == "begin_preset";
+    printf("  %s: %s, %d preset%s\n", what.c_str(), metadata.result ? "true" : "false", presets,
+           presets == 1 ? "" : "s");
+    for (const PresetCall &call : metadata.calls) printf("      %s\n", CallText(call).c_str());
+}
+
+// What a host's preset indexer does: the provider declares its locations and
+// file types, then each location is asked for its presets; a file location
+// that is a folder is searched for files of the declared types.
+static int CommandPresets(const std::string &pluginPath) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+    {
+        std::unique_ptr<PresetIndexer> indexer = StartPresetIndexer(*library);
+        const clap_preset_discovery_provider_descriptor_t *d = indexer->provider->desc;
+        if (d)
+            printf("provider   %s \"%s\" by %s\n", OrNull(d->id), OrNull(d->name),
+                   OrNull(d->vendor));
+        printf("init       %s\n", indexer->initResult ? "true" : "false");
+        std::vector<std::string> suffixes;
+        std::vector<const PresetCall *> locations;
+        for (const PresetCall &call : indexer->declared) {
+            if (call.function == "declare_location" && call.numbers.size() == 2 &&
+                call.texts.size() == 2) {
+                printf("location   \"%s\": %s, %s content, %s\n",
+                       call.texts[0].value_or("(null)").c_str(),
+                       LocationKindText(call.numbers[1]).c_str(),
+                       ContentFlagsText(call.numbers[0]).c_str(),
+                       call.texts[1] ? ("\"" + *call.texts[1] + "\"").c_str() : "null");
+                locations.push_back(&call);
+            } else if (call.function == "declare_filetype" && call.texts.size() == 3) {
+                printf("file type  \"%s\", *.%s: %s\n", call.texts[0].value_or("(null)").c_str(),
+                       call.texts[2].value_or("").c_str(), call.texts[1].value_or("").c_str());
+                suffixes.push_back("." + call.texts[2].value_or(""));
+            } else {
+                printf("declared   %s\n", CallText(call).c_str());
+            }
+        }
+        bool userFolder = false;
+        for (const PresetCall *location : locations) {
+            const std::optional<std::string> &where = location->texts[1];
+            printf("presets of \"%s\"\n", location->texts[0].value_or("(null)").c_str());
+            if (location->numbers[1] != CLAP_PRESET_DISCOVERY_LOCATION_FILE || !where) {
+                PrintMetadata("the location itself",
+                              ReadPresetMetadata(*indexer, uint32_t(location->numbers[1]),
+                                                 where ? where->c_str() : nullptr));
+                continue;
+            }
+            userFolder = true;
+            std::vector<std::string> files;
+            for (const std::string &suffix : suffixes)
+                for (const std::string &file : FindFiles(*where, suffix)) files.push_back(file);
+            if (files.empty()) printf("  no patch files under \"%s\"\n", where->c_str());
+            for (const std::string &file : files)
+                PrintMetadata(file,
+                              ReadPresetMetadata(*indexer, CLAP_PRESET_DISCOVERY_LOCATION_FILE,
+                                                 file.c_str()));
+        }
+        if (!userFolder)
+            printf(
+                "no user patch folder: the setting \"UserPatches\" names it, in section\n"
+                "[LathemoorFX] of $HOME/.config/OrwenAudioPlugins.ini\n");
+    }
+    ClosePlugin(library.get());
+    return 0;
+}
+
 // ---- arguments ----
 
+// Which command takes which option; --plugin and --help go with all of them.
+static bool OptionBelongs(const std::string &option, const std::string &command) {
+    if (option == "--set" || option == "--chain" || option == "--patch" || option == "--state-in")
+        return command == "render" || command == "save-patch";
+    if (option == "--name") return command == "save-patch";
+    return command == "render";  // --tempo, --block, --rate, --state-out
+}
+
 static int Run(int argc, char **argv) {
-    std::string pluginPath, chain;
-    std::vector<std::string> words;
-    std::vector<std::pair<std::string, std::string>> sets;
-    double tempo = 0;
-    uint32_t block = DEFAULT_BLOCK, rate = 0;
+    std::string pluginPath;
+    std::vector<std::string> words, options;
+    RenderJob job;
+    std::string name = DEFAULT_PATCH_NAME;
+    uint32_t rate = 0;
     for (int i = 1; i < argc; i++) {
         std::string arg = argv[i];
         auto value = [&]() -> std::string {
@@ -327,51 +482,64 @@ static int Run(int argc, char **argv) {
             return 0;
         } else if (arg == "--plugin") {
             pluginPath = value();
+            continue;
         } else if (arg == "--set") {
             std::string setting = value();
             size_t equals = setting.rfind('=');
             if (equals == std::string::npos || equals == 0)
                 throw HostError("--set wants NAME=VALUE, not \"" + setting + "\"");
-            sets.push_back({setting.substr(0, equals), setting.substr(equals + 1)});
+            job.sets.push_back({setting.substr(0, equals), setting.substr(equals + 1)});
         } else if (arg == "--chain") {
-            chain = value();
-            ChainSettings(chain);  // a bad name fails here, before any work
+            job.chain = value();
+            ChainSettings(job.chain);  // a bad name fails here, before any work
         } else if (arg == "--tempo") {
-            tempo = ParseNumber(value(), "tempo");
-            if (tempo <= 0 || tempo > 999) throw HostError("tempo outside 0..999 BPM");
+            job.tempo = ParseNumber(value(), "tempo");
+            if (job.tempo <= 0 || job.tempo > 999) throw HostError("tempo outside 0..999 BPM");
         } else if (arg == "--block") {
-            block = ParseCount(value(), "block size", LARGEST_BLOCK);
+            job.block = ParseCount(value(), "block size", LARGEST_BLOCK);
         } else if (arg == "--rate") {
             rate = ParseCount(value(), "sample rate", LARGEST_RATE);
+        } else if (arg == "--patch") {
+            job.patchPath = value();
+        } else if (arg == "--state-in") {
+            job.stateIn = value();
+        } else if (arg == "--state-out") {
+            job.stateOut = value();
+        } else if (arg == "--name") {
+            name = value();
         } else if (arg.size() > 1 && arg[0] == '-') {
             throw HostError("unknown option " + arg + " (see --help)");
         } else {
             words.push_back(arg);
+            continue;
         }
+        options.push_back(arg);
     }
     if (words.empty()) {
         Usage(stderr);
         return 2;
     }
     if (pluginPath.empty()) pluginPath = DefaultPluginPath();
+    job.pluginPath = pluginPath;
     const std::string &command = words[0];
-    bool renderOptions = !sets.empty() || !chain.empty() || tempo > 0 ||
-                         block != DEFAULT_BLOCK || rate != 0;
-    if (command != "render" && renderOptions)
-        throw HostError("--set, --chain, --tempo, --block and --rate belong to render");
+    for (const std::string &option : options)
+        if (!OptionBelongs(option, command))
+            throw HostError(option + " does not belong to " + command + " (see --help)");
     if (command == "info") {
         if (words.size() != 1) throw HostError("info takes no arguments");
         return CommandInfo(pluginPath);
     }
     if (command == "render") {
         if (words.size() != 3) throw HostError("render wants IN.wav OUT.wav");
-        RenderJob job;
-        job.pluginPath = pluginPath;
-        job.chain = chain;
-        job.sets = sets;
-        job.tempo = tempo;
-        job.block = block;
         return CommandRender(job, words[1], words[2], rate);
+    }
+    if (command == "save-patch") {
+        if (words.size() != 2) throw HostError("save-patch wants OUT.synthpatch");
+        return CommandSavePatch(job, words[1], name);
+    }
+    if (command == "presets") {
+        if (words.size() != 1) throw HostError("presets takes no arguments");
+        return CommandPresets(pluginPath);
     }
     if (command == "demo") {
         if (words.size() > 2) throw HostError("demo takes at most one file name");

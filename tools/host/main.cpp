@@ -19,10 +19,24 @@
 //     "Chorus", "Ping-Pong Delay", "Reverb", "Compressor"
 // with {"Reverb Mix", 0.25}, {"Ping-Pong Delay Mix", 0.2}.
 const std::vector<const char *> DEMO_CHAIN = {
-    "Polyrhythmic Delay",
+    "Multiband Distortion", "Parametric EQ", "Chorus", "Phaser",
+    "Polyrhythmic Delay",   "Reverb",        "Compressor",
 };
+// Modulator 1 (a triangle, one cycle a beat by default) sweeps the phaser's
+// mix; destination values are coded as (row + 1) / 65536.
 const std::vector<std::pair<const char *, double>> DEMO_SETTINGS = {
-    {"Polyrhythmic Delay Mix", 0.25},
+    {"Distortion Mix", 0.35},
+    {"EQ Low Gain", 0.58},
+    {"EQ High Gain", 0.56},
+    {"Chorus Mix", 0.35},
+    {"Phaser Mix", 0.3},
+    {"Polyrhythmic Delay Mix", 0.22},
+    {"Polyrhythmic Delay Mix 2", 0.0},
+    {"Reverb Mix", 0.2},
+    {"Compressor Threshold", 0.6},
+    {"Modulator 1 Destination 1", (64 + 1) / 65536.0},
+    {"Modulator 1 Amount 1", 0.8},
+    {"Post Gain", 0.45},
 };
 const double DEMO_TEMPO = 120.0;
 const double DEMO_SECONDS = 8.0;

@@ -454,6 +454,21 @@ TEST(HostToolCommand, save_patch_stores_the_settings_under_the_name) {
               CurveBlockBytes(DefaultCurveImages()));
 }
 
+TEST(HostToolCommand, curve_option_replaces_one_modulators_curve_and_keeps_the_others) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryFolder folder;
+    std::string path = folder.File("curve.synthpatch");
+    ToolRun run = RunTool({"save-patch", path, "--curve", "2:0,0;0.25,1,3;1,0.5,-2"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    std::vector<CurveImage> expected = DefaultCurveImages();
+    expected[1].points = {{0.0f, 0.0f, 0.0f}, {0.25f, 1.0f, 3.0f}, {1.0f, 0.5f, -2.0f}};
+    std::vector<uint8_t> file = ReadFileBytes(path);
+    EXPECT_EQ(std::vector<uint8_t>(file.begin() + FILE_CURVES_AT, file.end()), CurveBlockBytes(expected));
+    EXPECT_NE(RunTool({"save-patch", path, "--curve", "4:0,0;1,1"}).status, 0);
+    EXPECT_NE(RunTool({"save-patch", path, "--curve", "1:0,0"}).status, 0);
+    EXPECT_NE(RunTool({"save-patch", path, "--curve", "1:0,0;x,1"}).status, 0);
+}
+
 TEST(HostToolCommand, render_starts_from_a_patch_or_a_state_and_saves_the_state_after) {
     SKIP_WITHOUT_TOOL();
     TemporaryFolder folder;

@@ -62,6 +62,7 @@ struct RenderJob {
     std::string patchPath;  // a .synthpatch loaded through the plug-in first, or empty
     std::string stateIn;    // a clap.state stream loaded first, or empty
     std::string stateOut;   // where the state goes after the render, or empty
+    std::vector<std::pair<int, CurveImage>> curves;  // modulator 0..2 and its new curve
 };
 
 struct RenderOutcome {
@@ -111,11 +112,59 @@ static std::vector<HostEvent> SettingEvents(const Instance &instance, const Rend
 
 // What the job starts from: its state, then its patch file, each as a host
 // would hand it over. The settings come on top of both.
+// "N:x,y,t;x,y,t;..." — modulator N (1 to 3) and its points; the tension may
+// be left out and is then 0 (a straight segment).
+static std::pair<int, CurveImage> ParseCurve(const std::string &text) {
+    size_t colon = text.find(':');
+    if (colon == std::string::npos || colon != 1 || text[0] < '1' || text[0] > '3')
+        throw HostError("--curve wants N:x,y,t;x,y,t;... with N from 1 to 3");
+    CurveImage curve;
+    std::string rest = text.substr(2);
+    for (size_t at = 0; at <= rest.size();) {
+        size_t end = rest.find(';', at);
+        if (end == std::string::npos) end = rest.size();
+        std::string point = rest.substr(at, end - at);
+        at = end + 1;
+        if (point.empty()) continue;
+        float x = 0, y = 0, tension = 0;
+        char extra;
+        int n = sscanf(point.c_str(), "%f,%f,%f%c", &x, &y, &tension, &extra);
+        if (n != 2 && n != 3) throw HostError("--curve: a point is x,y or x,y,tension: " + point);
+        curve.points.push_back({x, y, tension});
+    }
+    if (curve.points.size() < 2) throw HostError("--curve: a curve needs at least two points");
+    return {text[0] - '1', curve};
+}
+
+// The curves reach the plug-in the one way a host has: a state stream whose
+// curve block carries them, the values kept as they are.
+static void LoadCurves(const Instance &instance, const RenderJob &job) {
+    if (job.curves.empty()) return;
+    std::optional<std::vector<uint8_t>> state = SaveState(instance);
+    if (!state || state->size() <= STATE_CURVES_AT) throw HostError("the plug-in could not save its state");
+    std::vector<CurveImage> curves(3);
+    size_t at = STATE_CURVES_AT + 1;  // the plug-in writes the marked form
+    for (CurveImage &curve : curves) {
+        curve.loopStart = GetLE<uint16_t>(*state, at + 2);
+        uint16_t count = GetLE<uint16_t>(*state, at + 4);
+        at += 6;
+        for (int p = 0; p < count; p++, at += 12)
+            curve.points.push_back({GetLE<float>(*state, at), GetLE<float>(*state, at + 4),
+                                    GetLE<float>(*state, at + 8)});
+    }
+    for (const auto &given : job.curves) curves[given.first] = given.second;
+    std::vector<uint8_t> bytes(state->begin(), state->begin() + STATE_CURVES_AT);
+    std::vector<uint8_t> block = CurveBlockBytes(curves);
+    bytes.insert(bytes.end(), block.begin(), block.end());
+    if (!LoadState(instance, bytes)) throw HostError("the plug-in refused the curves");
+}
+
 static void LoadStartingPoint(const Instance &instance, const RenderJob &job) {
     if (!job.stateIn.empty() && !LoadState(instance, ReadFileBytes(job.stateIn)))
         throw HostError(job.stateIn + ": the plug-in refused this state");
     if (!job.patchPath.empty() && !LoadPresetFile(instance, job.patchPath))
         throw HostError(job.patchPath + ": the plug-in could not load this patch");
+    LoadCurves(instance, job);
 }
 
 static std::vector<uint8_t> StateOf(const Instance &instance) {
@@ -198,6 +247,8 @@ static void Usage(FILE *to) {
             "                            no resampling)\n"
             "    --patch FILE.synthpatch load this patch first (clap.preset-load)\n"
             "    --state-in FILE         load this clap.state stream first\n"
+            "    --curve N:x,y,t;...     modulator N's curve (1..3), points in 0..1,\n"
+            "                            tension -20..20 (may be left out)\n"
             "    --state-out FILE        save the clap.state stream after the render\n"
             "  save-patch OUT.synthpatch write a patch file of the settings; takes --set,\n"
             "                            --chain, --patch and --state-in as render does\n"
@@ -473,7 +524,8 @@ static int CommandPresets(const std::string &pluginPath) {
 
 // Which command takes which option; --plugin and --help go with all of them.
 static bool OptionBelongs(const std::string &option, const std::string &command) {
-    if (option == "--set" || option == "--chain" || option == "--patch" || option == "--state-in")
+    if (option == "--set" || option == "--chain" || option == "--patch" || option == "--state-in" ||
+        option == "--curve")
         return command == "render" || command == "save-patch";
     if (option == "--name") return command == "save-patch";
     return command == "render";  // --tempo, --block, --rate, --state-out
@@ -517,6 +569,8 @@ static int Run(int argc, char **argv) {
             job.patchPath = value();
         } else if (arg == "--state-in") {
             job.stateIn = value();
+        } else if (arg == "--curve") {
+            job.curves.push_back(ParseCurve(value()));
         } else if (arg == "--state-out") {
             job.stateOut = value();
         } else if (arg == "--name") {

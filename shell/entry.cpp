@@ -13,6 +13,7 @@
 #include "store/presets.h"
 #include "store/undo.h"
 #include "store/settings.h"
+#include "toolkit/palette.h"
 
 PluginGlobals globals;
 
@@ -71,6 +72,7 @@ static void StartProcessWideState(void) {
     globals.uiSkin = SettingOrDefault(U"UISkin", 1);
     globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
     globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
+    UIPaletteLoad(globals.uiSkin);
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
 }

@@ -8,6 +8,7 @@
 #include "shell/plugin.h"
 #include "store/patch.h"
 #include "store/undo.h"
+#include "toolkit/palette.h"
 
 // ---- clap.timer-support and clap.posix-fd-support ----
 // The editor registers the timer and its X connection's descriptor when it
@@ -124,10 +125,12 @@ void HostMenuPerform(Plugin *plugin, uint32_t index) {
 
 static void EnsureSamplesLoaded(const clap_plugin_t *clapPlugin) {}
 
-// The palette joins with the toolkit; until then no entry can be had.
+// The live process-wide entry, writable, and its PAL_* name; past the table
+// null and no name. A write reaches the next paint of every instance.
 static uint32_t *PaletteGet(const clap_plugin_t *clapPlugin, uint32_t index, const char **name) {
-    if (name) *name = nullptr;
-    return nullptr;
+    bool known = index < PAL_COUNT;
+    if (name) *name = known ? paletteNames[index] : nullptr;
+    return known ? &paletteValues[index] : nullptr;
 }
 static void PaletteReserved(const clap_plugin_t *clapPlugin) {}
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "shell/plugin.h"
+#include "toolkit/palette.h"
 
 extern "C" const clap_plugin_entry_t clap_entry;
 
@@ -127,6 +128,11 @@ TEST(OwnExtensions, tables_answer_and_unknown_ids_do_not) {
     const char *name = "unset";
     EXPECT_EQ(palette->get(clapPlugin, 83, &name), nullptr);
     EXPECT_EQ(name, nullptr);
+    // Below the end: the live entry, the same one the toolkit paints with.
+    uint32_t *entry = palette->get(clapPlugin, 0, &name);
+    EXPECT_EQ(entry, UIPaletteFind("PAL_PREVIEW"));
+    EXPECT_STREQ(name, "PAL_PREVIEW");
+    EXPECT_EQ(palette->get(clapPlugin, 82, nullptr), UIPaletteFind("PAL_ACCENT_COLOR"));
     palette->reserved(clapPlugin);
     EXPECT_EQ(clapPlugin->get_extension(clapPlugin, "clap.latency"), nullptr);
     EXPECT_EQ(clapPlugin->get_extension(clapPlugin, "orwen.unknown"), nullptr);

@@ -1,0 +1,94 @@
+// The palette table, its defaults and the reading of a skin's "palette.ini".
+#include "toolkit/palette.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "store/settings.h"
+
+const char *const paletteNames[PAL_COUNT] = {
+#define UI_PALETTE_NAME(name, colour) #name,
+    UI_PALETTE_ENTRIES(UI_PALETTE_NAME)
+#undef UI_PALETTE_NAME
+};
+
+const uint32_t paletteDefaults[PAL_COUNT] = {
+#define UI_PALETTE_DEFAULT(name, colour) colour,
+    UI_PALETTE_ENTRIES(UI_PALETTE_DEFAULT)
+#undef UI_PALETTE_DEFAULT
+};
+
+uint32_t paletteValues[PAL_COUNT];
+
+uint32_t *UIPaletteFind(const char *name) {
+    for (uint32_t i = 0; i < PAL_COUNT; i++)
+        if (!strcmp(paletteNames[i], name)) return &paletteValues[i];
+    return nullptr;
+}
+
+// The whole file with one spare byte behind it for the walker's terminating
+// zero, or null when it can't be read or is UI_PALETTE_MAX_FILE_SIZE or more.
+static char *ReadWholeFile(const char *path, size_t *length) {
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    struct stat info;
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size >= UI_PALETTE_MAX_FILE_SIZE) {
+        close(fd);
+        return nullptr;
+    }
+    size_t size = (size_t)info.st_size;
+    char *buffer = (char *)malloc(size + 1);
+    size_t done = 0;
+    while (done < size) {
+        ssize_t got = read(fd, buffer + done, size - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += (size_t)got;
+    }
+    close(fd);
+    if (done != size) {
+        free(buffer);
+        return nullptr;
+    }
+    buffer[size] = 0;
+    *length = size;
+    return buffer;
+}
+
+static void ApplyPaletteText(char *text, size_t length) {
+    IniCursor cursor = {};
+    cursor.cursor = text;
+    cursor.remaining = length;
+    while (IniNext(&cursor, true)) {
+        // Only the lines ahead of the first header belong to the palette.
+        if (cursor.item == INI_SECTION) break;
+        if (cursor.item != INI_KEY_LINE || !cursor.keyLength || !cursor.valueLength) continue;
+        uint32_t *entry = UIPaletteFind(cursor.key);
+        if (entry) *entry = (uint32_t)strtoull(cursor.value, nullptr, 0);
+    }
+}
+
+static const char32_t PALETTE_FILE[] = U"/palette.ini";
+enum { PALETTE_FILE_LENGTH = sizeof PALETTE_FILE / sizeof PALETTE_FILE[0] - 1 };
+
+void UIPaletteLoad(int32_t skin) {
+    memcpy(paletteValues, paletteDefaults, sizeof paletteValues);
+    if (skin != UI_SKIN_CUSTOM) return;
+    char32_t *folder = SettingsReadText(U"CustomSkin", 256 * sizeof(char32_t));
+    if (!folder) return;
+    size_t end = 0;
+    while (folder[end]) end++;
+    memcpy(folder + end, PALETTE_FILE, (PALETTE_FILE_LENGTH + 1) * sizeof(char32_t));
+    char *path = TextNarrow(folder);
+    free(folder);
+    size_t length = 0;
+    char *text = ReadWholeFile(path, &length);
+    free(path);
+    if (!text) return;
+    ApplyPaletteText(text, length);
+    free(text);
+}

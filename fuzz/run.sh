@@ -18,8 +18,8 @@ build() {
 build wav_fuzz fuzz/wav_fuzz.cpp tools/host/wav.cpp tools/host/host.cpp -DLATHEMOOR_BUILT_PLUGIN='""'
 build png_fuzz fuzz/png_fuzz.cpp toolkit/png.cpp
 build ini_fuzz fuzz/ini_fuzz.cpp store/settings.cpp
-# The plug-in's shell and store, with the DSP built once at the plain level.
-plugin_sources="shell/*.cpp store/*.cpp"
+# The plug-in's shell, store and toolkit, with the DSP built once at the plain level.
+plugin_sources="shell/*.cpp store/*.cpp toolkit/*.cpp"
 engine_sources=$(ls engine/*.cpp | grep -v '/dispatch\.cpp$')
 build state_fuzz fuzz/state_fuzz.cpp $plugin_sources $engine_sources -DENGINE_LEVEL=1
 build patch_fuzz fuzz/patch_fuzz.cpp $plugin_sources

@@ -68,11 +68,11 @@ static int32_t SettingOrDefault(const char32_t *key, int32_t fallback) {
 
 static void StartProcessWideState(void) {
     globals.uiRefreshMs = SettingOrDefault(U"UIRefresh", 50);
-    globals.uiScale = SettingOrDefault(U"UIScale", 100);
-    globals.uiSkin = SettingOrDefault(U"UISkin", 1);
+    uiScale = UIScaleLimit(SettingOrDefault(U"UIScale", 100));
+    uiSkin = SettingOrDefault(U"UISkin", UI_SKIN_SHIPPED);
     globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
     globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
-    UIPaletteLoad(globals.uiSkin);
+    UIPaletteLoad(uiSkin);
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
 }

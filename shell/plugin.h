@@ -64,7 +64,7 @@ struct PluginGlobals {
     Plugin **instances;
     int32_t instanceCount, instanceCapacity;
     pthread_mutex_t paramLock;
-    int32_t uiRefreshMs, uiScale, uiSkin, dialSmoothing, lfoPhaseIndicator;
+    int32_t uiRefreshMs, dialSmoothing, lfoPhaseIndicator;   // uiScale, uiSkin: toolkit/scale.h
 };
 
 extern PluginGlobals globals;

@@ -24,6 +24,9 @@ const uint32_t paletteDefaults[PAL_COUNT] = {
 
 uint32_t paletteValues[PAL_COUNT];
 
+int32_t uiScale = 100;
+int32_t uiSkin = UI_SKIN_SHIPPED;
+
 uint32_t *UIPaletteFind(const char *name) {
     for (uint32_t i = 0; i < PAL_COUNT; i++)
         if (!strcmp(paletteNames[i], name)) return &paletteValues[i];

@@ -11,6 +11,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "toolkit/scale.h"
+
 // Every entry with its default, in table order. The order is a stored format:
 // the index is what the host extension numbers the entries by.
 #define UI_PALETTE_ENTRIES(X) \
@@ -105,10 +107,6 @@ enum UIPaletteIndex : uint32_t {
 #undef UI_PALETTE_INDEX
     PAL_COUNT
 };
-
-// The value of the setting "UISkin" that selects the custom skin folder named
-// by the setting "CustomSkin".
-enum { UI_SKIN_CUSTOM = 65535 };
 
 // Files at or above this size are not read as a palette.
 enum { UI_PALETTE_MAX_FILE_SIZE = 4000000 };

@@ -14,6 +14,7 @@
 
 #include "shell/plugin.h"
 #include "store/settings.h"
+#include "toolkit/scale.h"
 
 extern "C" const clap_plugin_entry_t clap_entry;
 
@@ -298,9 +299,9 @@ TEST_F(SettingsAtStart, first_instance_reads_the_interface_settings_and_zero_tak
     auto factory = (const clap_plugin_factory_t *)clap_entry.get_factory(CLAP_PLUGIN_FACTORY_ID);
     const clap_plugin_t *plugin = factory->create_plugin(factory, &HOST, "orwen.LathemoorFX");
     ASSERT_TRUE(plugin && plugin->init(plugin));
-    EXPECT_EQ(globals.uiScale, 150);
+    EXPECT_EQ(uiScale, 150);
     EXPECT_EQ(globals.uiRefreshMs, 50);
-    EXPECT_EQ(globals.uiSkin, 1);
+    EXPECT_EQ(uiSkin, 1);
     EXPECT_EQ(globals.dialSmoothing, 2);
     EXPECT_EQ(globals.lfoPhaseIndicator, 3);
     plugin->destroy(plugin);

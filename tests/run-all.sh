@@ -11,7 +11,8 @@ if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
     export DEBIAN_FRONTEND=noninteractive
     apt-get update
     apt-get install -y --no-install-recommends \
-        build-essential cmake libgtest-dev clang libclang-rt-14-dev
+        build-essential cmake libgtest-dev clang libclang-rt-14-dev \
+        libfreetype-dev zlib1g-dev fonts-dejavu-core
 fi
 
 build() {  # build DIR [cmake options...]

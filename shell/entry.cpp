@@ -13,6 +13,7 @@
 #include "store/presets.h"
 #include "store/undo.h"
 #include "store/settings.h"
+#include "toolkit/images.h"
 #include "toolkit/palette.h"
 
 PluginGlobals globals;
@@ -72,7 +73,7 @@ static void StartProcessWideState(void) {
     uiSkin = SettingOrDefault(U"UISkin", UI_SKIN_SHIPPED);
     globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
     globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
-    UIPaletteLoad(uiSkin);
+    UIPaletteReload();
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
 }
@@ -82,6 +83,7 @@ static void EndProcessWideState(void) {
     globals.instances = nullptr;
     globals.instanceCapacity = 0;
     pthread_mutex_destroy(&globals.paramLock);
+    UIImagesFree();
 }
 
 static const void *HostExtension(const clap_host_t *host, const char *id) {

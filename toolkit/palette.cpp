@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "store/settings.h"
+#include "toolkit/images.h"
 
 const char *const paletteNames[PAL_COUNT] = {
 #define UI_PALETTE_NAME(name, colour) #name,
@@ -94,4 +95,11 @@ void UIPaletteLoad(int32_t skin) {
     if (!text) return;
     ApplyPaletteText(text, length);
     free(text);
+}
+
+void UIPaletteReload(void) {
+    UISkinSelect();
+    // The open editors hear of the new skin here (EDITOR_MSG_SKIN_LOADED) once
+    // there is an editor to tell.
+    UIPaletteLoad(uiSkin);
 }

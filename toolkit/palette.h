@@ -122,9 +122,13 @@ extern uint32_t paletteValues[PAL_COUNT];           // live; zero until the firs
 // section header count, with a non-empty key and value; the key must equal a
 // name exactly (no trimming, case kept); the value is read by strtoull with
 // base 0 and its low 32 bits are kept; unknown keys are passed over and the
-// last line of a key wins. The full reload (skin images first, then the
-// editor's notice, then this) belongs to its callers.
+// last line of a key wins. The full reload is UIPaletteReload.
 void UIPaletteLoad(int32_t skin);
+
+// The reload of skin and palette, for the present uiScale and uiSkin: the
+// images first (UISkinSelect frees every decoded picture and selects the rows),
+// then the palette (UIPaletteLoad). Main thread.
+void UIPaletteReload(void);
 
 // The live entry of that name (compared exactly), or null.
 uint32_t *UIPaletteFind(const char *name);

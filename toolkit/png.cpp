@@ -122,29 +122,33 @@ static UIPNGResult ReadPalette(const uint8_t *data, size_t size, size_t position
 
 // Hands out the payload bytes of the "IDAT" chunks one after the other,
 // stepping over chunks of other kinds, and the bits of those bytes from the
-// least significant up (RFC 1951, 3.1.1). Reaching "IEND" or the end of the
-// data sets `ended`; from then on every byte reads as 0, and each step of the
-// decoder looks at the mark before trusting what it read.
+// least significant up (RFC 1951, 3.1.1). Past "IEND" or the end of the data
+// every byte reads as 0; taking any such bit sets `ended`, and each step of
+// the decoder looks at the mark before trusting what it read. The bit buffer
+// may hold such zero bytes ahead of need (`phantomBits`, at its top) without
+// harm: only bits that are taken count.
 struct PNGStream {
     const uint8_t *data;
     size_t size;
     size_t position;   // the next payload byte
     size_t chunkEnd;   // the end of the current chunk's payload (within the data)
     uint32_t bitBuffer;
-    int32_t bitCount;  // bits in bitBuffer, the next one lowest
-    bool ended;
+    int32_t bitCount;     // bits in bitBuffer, the next one lowest
+    int32_t phantomBits;  // how many of those, at the top, lie past the data
+    bool atEnd;           // no payload byte is left
+    bool ended;           // a bit past the data was taken: the error mark
 };
 
-static void NextDataChunk(PNGStream *stream) {
+__attribute__((noinline)) static void NextDataChunk(PNGStream *stream) {
     for (;;) {
         size_t next = stream->chunkEnd + CHUNK_CRC_SIZE;
         if (next > stream->size || stream->size - next < CHUNK_HEAD_SIZE) {
-            stream->ended = true;
+            stream->atEnd = true;
             return;
         }
         const uint8_t *chunk = stream->data + next;
         if (IsChunkType(chunk, "IEND")) {
-            stream->ended = true;
+            stream->atEnd = true;
             return;
         }
         size_t start = next + CHUNK_HEAD_SIZE;
@@ -158,42 +162,41 @@ static void NextDataChunk(PNGStream *stream) {
     }
 }
 
-static uint8_t NextByte(PNGStream *stream) {
-    if (stream->position == stream->chunkEnd) {
-        if (stream->ended) return 0;
-        NextDataChunk(stream);
-        if (stream->ended) return 0;
+// Tops the bit buffer up to at least `count` bits (count <= 24).
+static inline void FillBits(PNGStream *stream, int32_t count) {
+    while (stream->bitCount < count) {
+        if (__builtin_expect(stream->position == stream->chunkEnd, 0)) {
+            if (!stream->atEnd) NextDataChunk(stream);
+            if (stream->atEnd) {
+                stream->phantomBits += 8;
+                stream->bitCount += 8;
+                continue;
+            }
+        }
+        stream->bitBuffer |= (uint32_t)stream->data[stream->position++] << stream->bitCount;
+        stream->bitCount += 8;
     }
-    return stream->data[stream->position++];
+}
+
+static inline void TakeBits(PNGStream *stream, int32_t count) {
+    stream->bitBuffer >>= count;
+    stream->bitCount -= count;
+    if (stream->bitCount < stream->phantomBits) {
+        stream->ended = true;
+        stream->phantomBits = stream->bitCount;
+    }
 }
 
 static uint32_t ReadBits(PNGStream *stream, int32_t count) {
-    while (stream->bitCount < count) {
-        stream->bitBuffer |= (uint32_t)NextByte(stream) << stream->bitCount;
-        stream->bitCount += 8;
-    }
+    FillBits(stream, count);
     uint32_t value = stream->bitBuffer & ((1u << count) - 1);
-    stream->bitBuffer >>= count;
-    stream->bitCount -= count;
+    TakeBits(stream, count);
     return value;
-}
-
-static inline uint32_t ReadBit(PNGStream *stream) {
-    if (stream->bitCount == 0) {
-        stream->bitBuffer = NextByte(stream);
-        stream->bitCount = 8;
-    }
-    uint32_t bit = stream->bitBuffer & 1;
-    stream->bitBuffer >>= 1;
-    stream->bitCount--;
-    return bit;
 }
 
 // Drops what is left of the current byte.
 static void AlignToByte(PNGStream *stream) {
-    int32_t partial = stream->bitCount & 7;
-    stream->bitBuffer >>= partial;
-    stream->bitCount -= partial;
+    TakeBits(stream, stream->bitCount & 7);
 }
 
 // ---- zlib (RFC 1950) ----
@@ -224,9 +227,16 @@ static UIPNGResult ReadZlibHeader(PNGStream *stream) {
 // equals the entry's. Codes of up to maxLength bits have values below
 // 2^maxLength: only that part of the table is filled, and bits that are no
 // code by then are no code at all.
+//
+// The bit-by-bit search is the definition; `fast` caches its outcome for
+// every combination of the next FAST_BITS stream bits, so that a code of up
+// to that length costs one lookup. Longer codes take the search.
+enum { FAST_BITS = 9 };
 struct HuffmanTable {
     uint32_t *entries;   // room for every value of the longest codes the table may hold
     uint32_t maxLength;  // the longest code in use
+    uint32_t fastBits;   // min(maxLength, FAST_BITS)
+    uint32_t fast[1 << FAST_BITS];  // length << 16 | symbol, or 0: longer than fastBits
 };
 
 enum {
@@ -260,16 +270,41 @@ static UIPNGResult BuildHuffmanTable(HuffmanTable *table, const uint8_t *lengths
         uint32_t length = lengths[symbol];
         if (length) table->entries[nextCode[length]++] = length << 16 | (uint32_t)symbol;
     }
+
+    table->fastBits = table->maxLength < FAST_BITS ? table->maxLength : FAST_BITS;
+    for (uint32_t bits = 0; bits < 1u << table->fastBits; bits++) {
+        uint32_t code = 0, found = 0;
+        for (uint32_t length = 1; length <= table->fastBits && !found; length++) {
+            code = code << 1 | (bits >> (length - 1) & 1);
+            uint32_t entry = table->entries[code];
+            if (entry >> 16 == length) found = entry;
+        }
+        table->fast[bits] = found;
+    }
     return UI_PNG_DECODED;
 }
 
-// The next symbol, or -1 when the bits are no code of the table.
-static int32_t DecodeSymbol(PNGStream *stream, const HuffmanTable *table) {
-    uint32_t code = 0;
+// The next symbol, or -1 when the bits are no code of the table. Codes are
+// read one bit at a time, most significant bit of the code first; the bits
+// come from a local buffer topped up a byte at a time to the longest code,
+// so that the loop itself does no reading. Only the bits of the code found
+// are taken from the stream.
+static inline int32_t DecodeSymbol(PNGStream *stream, const HuffmanTable *table) {
+    FillBits(stream, (int32_t)table->maxLength);
+    uint32_t found = table->fast[stream->bitBuffer & ((1u << table->fastBits) - 1)];
+    if (found) {
+        TakeBits(stream, (int32_t)(found >> 16));
+        return (int32_t)(found & 0xFFFF);
+    }
+    uint32_t bits = stream->bitBuffer, code = 0;
     for (uint32_t length = 1; length <= table->maxLength; length++) {
-        code = code << 1 | ReadBit(stream);
+        code = code << 1 | (bits & 1);
+        bits >>= 1;
         uint32_t entry = table->entries[code];
-        if (entry >> 16 == length) return (int32_t)(entry & 0xFFFF);
+        if (entry >> 16 == length) {
+            TakeBits(stream, (int32_t)length);
+            return (int32_t)(entry & 0xFFFF);
+        }
     }
     return -1;
 }
@@ -356,10 +391,15 @@ static UIPNGResult InflateCodes(Inflater *z) {
         if (distance == 0 || distance > z->written) return UI_PNG_BAD_DISTANCE;
         if (length > z->capacity - z->written) return UI_PNG_OUTPUT_OVERRUN;
 
-        // Byte by byte: a copy may overlap its own output (distance < length).
+        // A copy that overlaps its own output (distance < length) repeats the
+        // last `distance` bytes, so it goes byte by byte; others in one move.
         const uint8_t *from = out + z->written - distance;
         uint8_t *to = out + z->written;
-        for (size_t i = 0; i < length; i++) to[i] = from[i];
+        if (distance >= length) {
+            memcpy(to, from, length);
+        } else {
+            for (size_t i = 0; i < length; i++) to[i] = from[i];
+        }
         z->written += length;
     }
 }
@@ -394,7 +434,8 @@ static UIPNGResult InflateDynamic(Inflater *z) {
         codeLengthLengths[CODE_LENGTH_ORDER[i]] = (uint8_t)ReadBits(stream, 3);
     }
     uint32_t codeLengthEntries[CODE_LENGTH_TABLE_ENTRIES];
-    HuffmanTable codeLengthCode = { codeLengthEntries, 0 };
+    HuffmanTable codeLengthCode = {};
+    codeLengthCode.entries = codeLengthEntries;
     UIPNGResult result = BuildHuffmanTable(&codeLengthCode, codeLengthLengths, CODE_LENGTH_CODES);
     if (result) return result;
 
@@ -473,14 +514,17 @@ static uint8_t Paeth(int32_t a, int32_t b, int32_t c) {
 
 // Undoes the filters in place. Each row is its filter byte, then `stride`
 // bytes; `distance` is the filters' step back to the corresponding byte of
-// the previous pixel. Bytes left of the row and above the first row are 0.
-static UIPNGResult Unfilter(uint8_t *rows, uint32_t height, size_t stride, size_t distance) {
+// the previous pixel. Bytes left of the row and above the first row are 0:
+// the first row reads a row of zeros, and each filter handles the first
+// `distance` bytes, which have no left neighbour, before the rest.
+static UIPNGResult Unfilter(uint8_t *rows, uint32_t height, size_t stride, size_t distance,
+                            const uint8_t *zeros) {
+    if (distance > stride) distance = stride;
     for (uint32_t y = 0; y < height; y++) {
-        uint8_t *row = rows + y * (stride + 1);
-        uint8_t filter = row[0];
-        uint8_t *x = row + 1;
-        const uint8_t *above = y ? x - (stride + 1) : NULL;
-        size_t i = 0;
+        uint8_t *x = rows + y * (stride + 1) + 1;
+        uint8_t filter = x[-1];
+        const uint8_t *above = y ? x - (stride + 1) : zeros;
+        size_t i;
         switch (filter) {
         case FILTER_NONE:
             break;
@@ -488,20 +532,16 @@ static UIPNGResult Unfilter(uint8_t *rows, uint32_t height, size_t stride, size_
             for (i = distance; i < stride; i++) x[i] += x[i - distance];
             break;
         case FILTER_UP:
-            if (above) for (; i < stride; i++) x[i] += above[i];
+            for (i = 0; i < stride; i++) x[i] += above[i];
             break;
         case FILTER_AVERAGE:
-            for (; i < stride; i++) {
-                uint32_t a = i >= distance ? x[i - distance] : 0, b = above ? above[i] : 0;
-                x[i] += (uint8_t)((a + b) >> 1);
-            }
+            for (i = 0; i < distance; i++) x[i] += above[i] >> 1;
+            for (; i < stride; i++) x[i] += (uint8_t)((x[i - distance] + above[i]) >> 1);
             break;
         case FILTER_PAETH:
+            for (i = 0; i < distance; i++) x[i] += above[i];   // Paeth(0, b, 0) is b
             for (; i < stride; i++) {
-                bool left = i >= distance;
-                int32_t a = left ? x[i - distance] : 0, b = above ? above[i] : 0;
-                int32_t c = left && above ? above[i - distance] : 0;
-                x[i] += Paeth(a, b, c);
+                x[i] += Paeth(x[i - distance], above[i], above[i - distance]);
             }
             break;
         default:
@@ -591,7 +631,12 @@ UIPNGResult UIPNGDecode(const uint8_t *bytes, size_t size, uint32_t **pixels, in
     z.capacity = rowsSize;
 
     result = Inflate(&z);
-    if (!result) result = Unfilter(z.out, header.height, stride, filterDistance);
+    if (!result) {
+        // The tables are done with: their first bytes serve as the row of
+        // zeros above the image (a row is at most 120,000 bytes).
+        memset(scratch, 0, stride);
+        result = Unfilter(z.out, header.height, stride, filterDistance, scratch);
+    }
     if (result) {
         release(scratch);
         return result;

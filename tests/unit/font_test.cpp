@@ -6,7 +6,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include <string>
 #include <vector>
 
 #include "toolkit/element.h"
@@ -18,15 +17,17 @@ namespace {
 const int32_t SIZE_TABLE_END = 288;   // 17 rows and the zero row
 const int32_t GLYPH_TABLE_BYTES = 96 * 24;
 const int32_t BITMAP_START = SIZE_TABLE_END + 17 * GLYPH_TABLE_BYTES;
-const int32_t BAKED_SIZES[17] = {8, 9, 10, 11, 12, 13, 15, 17, 18, 20, 21, 22, 24, 26, 28, 30, 32};
+const int32_t BAKED_SIZES[17] = {8,  9,  10, 11, 12, 13, 15, 17, 18,
+                                 20, 21, 22, 24, 26, 28, 30, 32};
 
 std::vector<uint8_t> LoadBlob() {
     std::vector<uint8_t> bytes;
     FILE *file = fopen(LATHEMOOR_FONT_BLOB, "rb");
     if (!file) return bytes;
-    uint8_t buffer[65536];
-    size_t got;
-    while ((got = fread(buffer, 1, sizeof(buffer), file)) > 0) bytes.insert(bytes.end(), buffer, buffer + got);
+    fseek(file, 0, SEEK_END);
+    bytes.resize((size_t)ftell(file));
+    rewind(file);
+    bytes.resize(fread(bytes.data(), 1, bytes.size(), file));
     fclose(file);
     return bytes;
 }
@@ -60,25 +61,21 @@ std::vector<uint32_t> Wide(const char *text) {
     return wide;
 }
 
+const uint32_t BACKGROUND = 0xFF101820;
+
 struct Canvas {
     std::vector<uint32_t> pixels;
     UIPainter painter;
-    Canvas(int32_t width, int32_t height, uint32_t background = 0xFF101820)
+    Canvas(int32_t width, int32_t height, uint32_t background = BACKGROUND)
         : pixels((size_t)width * height, background) {
         painter = {width, height, pixels.data(), nullptr};
     }
     uint32_t At(int32_t x, int32_t y) const { return pixels[(size_t)y * painter.width + x]; }
-    int32_t InkedRows(int32_t top, int32_t bottom, uint32_t background = 0xFF101820) const {
-        int32_t rows = 0;
-        for (int32_t y = top; y < bottom; y++) {
-            for (int32_t x = 0; x < painter.width; x++) {
-                if (At(x, y) != background) {
-                    rows++;
-                    break;
-                }
-            }
+    bool HasInk() const {
+        for (uint32_t pixel : pixels) {
+            if (pixel != BACKGROUND) return true;
         }
-        return rows;
+        return false;
     }
 };
 
@@ -210,7 +207,8 @@ TEST_F(FontTest, CodesWithoutGlyphsDrawAndMeasureAsQuestionMark) {
     for (uint32_t code : {0x01u, 0x09u, 0x0Au, 0x1Fu, 0x80u, 0xE9u, 0x263Au, 0xFFFFFFFFu}) {
         SCOPED_TRACE(code);
         std::vector<uint32_t> text = {code, 0};
-        EXPECT_EQ(UIMeasureText(text.data(), UI_FONT_LARGE), UIMeasureText(question.data(), UI_FONT_LARGE));
+        EXPECT_EQ(UIMeasureText(text.data(), UI_FONT_LARGE),
+                  UIMeasureText(question.data(), UI_FONT_LARGE));
         Canvas canvas(40, 30);
         DrawRun(&canvas, table, 10, 5, text, 0, 1);
         EXPECT_EQ(canvas.pixels, expected.pixels);
@@ -220,7 +218,7 @@ TEST_F(FontTest, CodesWithoutGlyphsDrawAndMeasureAsQuestionMark) {
     Canvas canvas(40, 30);
     DrawRun(&canvas, table, 10, 5, del, 0, 1);
     EXPECT_NE(canvas.pixels, expected.pixels);
-    EXPECT_GT(canvas.InkedRows(0, 30), 0);
+    EXPECT_TRUE(canvas.HasInk());
 
     // A line feed inside wrapped text does not start a line.
     std::vector<uint32_t> twoWords = Wide("ab\ncd");
@@ -237,7 +235,8 @@ TEST_F(FontTest, MeasuresInDesignUnitsAndNothingWithoutText) {
 
     uiScale = 150;   // medium asks for 13.5 -> 13
     table = Table(UI_FONT_MEDIUM);
-    EXPECT_EQ(UIMeasureText(text.data(), UI_FONT_MEDIUM), PixelWidth(table, "Reverb Time 2") * 100 / 150);
+    EXPECT_EQ(UIMeasureText(text.data(), UI_FONT_MEDIUM),
+              PixelWidth(table, "Reverb Time 2") * 100 / 150);
 
     int32_t lineHeight, boxHeight;
     UIFontSelect(UI_FONT_MEDIUM, &lineHeight, &boxHeight);
@@ -254,8 +253,9 @@ TEST_F(FontTest, MeasuresInDesignUnitsAndNothingWithoutText) {
     EXPECT_EQ(UIMeasureText(text.data(), UI_FONT_MEDIUM), 0);
     EXPECT_EQ(UIMeasureTextHeight(text.data(), 10, UI_FONT_MEDIUM), 0);
     Canvas canvas(100, 40), blank(100, 40);
-    UIDrawText(&canvas.painter, text.data(), 0, 0, 100, 40, TEXT_COLOUR, UI_ALIGN_WRAP, 0, nullptr);
-    UIDrawText(&canvas.painter, text.data(), 0, 0, 100, 40, TEXT_COLOUR, UI_ALIGN_CENTRE, 0, nullptr);
+    for (int32_t align = 0; align < 4; align++) {
+        UIDrawText(&canvas.painter, text.data(), 0, 0, 100, 40, TEXT_COLOUR, align, 0, nullptr);
+    }
     EXPECT_EQ(canvas.pixels, blank.pixels);
 }
 
@@ -289,7 +289,7 @@ TEST_F(FontTest, SingleLinesArePlacedByTruncatedDeviceArithmetic) {
                        UI_FONT_SMALL, nullptr);
             DrawRun(&expected, table, c.penX, lineTop, text, 0, text.size() - 1);
             EXPECT_EQ(canvas.pixels, expected.pixels);
-            EXPECT_GT(canvas.InkedRows(0, 50), 0);
+            EXPECT_TRUE(canvas.HasInk());
 
             Canvas shortcut(140, 50);
             if (c.align == UI_ALIGN_CENTRE) {
@@ -314,72 +314,48 @@ TEST_F(FontTest, SingleLinesArePlacedByTruncatedDeviceArithmetic) {
     EXPECT_EQ(canvas.pixels, blank.pixels);
 }
 
-TEST_F(FontTest, WrapBreaksAtSpacesAndEndsOnWordsWiderThanTheBox) {
+// One wrapped line as the wrap should draw it: text[from..to) on line `line`.
+struct WrappedRun {
+    size_t from, to;
+    int32_t line;
+};
+
+// Wraps `label` into a box `width` pixels wide at 100 percent and expects
+// exactly the runs drawn, each from the box's left on its line, and a
+// measured height of `lines` lines.
+void ExpectWrap(const char *label, int32_t width, std::vector<WrappedRun> runs, int32_t lines) {
+    SCOPED_TRACE(label);
     int32_t lineHeight, boxHeight;
     const uint8_t *table = UIFontSelect(UI_FONT_LARGE, &lineHeight, &boxHeight);
-    auto drawWrapped = [&](const std::vector<uint32_t> &text, int32_t width) {
-        Canvas canvas(200, 12 * lineHeight);
-        UIDrawText(&canvas.painter, text.data(), 3, 2, width, 0, TEXT_COLOUR, UI_ALIGN_WRAP,
-                   UI_FONT_LARGE, nullptr);
-        return canvas;
-    };
+    std::vector<uint32_t> text = Wide(label);
+    Canvas canvas(200, 12 * lineHeight), expected(200, 12 * lineHeight);
+    UIDrawText(&canvas.painter, text.data(), 3, 2, width, 0, TEXT_COLOUR, UI_ALIGN_WRAP,
+               UI_FONT_LARGE, nullptr);
+    for (const WrappedRun &run : runs) {
+        DrawRun(&expected, table, 3, 2 + run.line * lineHeight, text, run.from, run.to);
+    }
+    EXPECT_EQ(canvas.pixels, expected.pixels);
+    EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), lines * lineHeight);
+}
 
-    {   // Two words that don't fit together: each on its line, the space dropped.
-        std::vector<uint32_t> text = Wide("Sync Delay");
-        int32_t width = PixelWidth(table, "Sync De");
-        Canvas expected(200, 12 * lineHeight);
-        DrawRun(&expected, table, 3, 2, text, 0, 4);
-        DrawRun(&expected, table, 3, 2 + lineHeight, text, 5, 10);
-        EXPECT_EQ(drawWrapped(text, width).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), 2 * lineHeight);
-    }
-    {   // A line that fills up on its last character, a space, still
-        // counts the line after it.
-        std::vector<uint32_t> text = Wide("Sync ");
-        int32_t width = PixelWidth(table, "Sync");
-        Canvas expected(200, 12 * lineHeight);
-        DrawRun(&expected, table, 3, 2, text, 0, 4);
-        EXPECT_EQ(drawWrapped(text, width).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), 2 * lineHeight);
-    }
-    {   // A space at the start breaks first: the empty line before it is
-        // skipped but counted, so the word starts on the second line.
-        std::vector<uint32_t> text = Wide(" Feedback");
-        int32_t width = PixelWidth(table, "Feedback");
-        Canvas expected(200, 12 * lineHeight);
-        DrawRun(&expected, table, 3, 2 + lineHeight, text, 1, 9);
-        EXPECT_EQ(drawWrapped(text, width).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), 2 * lineHeight);
-    }
-    {   // A word wider than the box is cut where it overflows.
-        std::vector<uint32_t> text = Wide("abcdefgh");
-        int32_t width = PixelWidth(table, "abc");
-        Canvas expected(200, 12 * lineHeight);
-        DrawRun(&expected, table, 3, 2, text, 0, 3);
-        DrawRun(&expected, table, 3, 2 + lineHeight, text, 3, 6);
-        DrawRun(&expected, table, 3, 2 + 2 * lineHeight, text, 6, 8);
-        EXPECT_EQ(drawWrapped(text, width).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), 3 * lineHeight);
-    }
-    {   // After a normal break, a long word still moves forward.
-        std::vector<uint32_t> text = Wide("a bcdefgh");
-        int32_t width = PixelWidth(table, "bcd");
-        Canvas expected(200, 12 * lineHeight);
-        DrawRun(&expected, table, 3, 2, text, 0, 1);
-        DrawRun(&expected, table, 3, 2 + lineHeight, text, 2, 5);
-        DrawRun(&expected, table, 3, 2 + 2 * lineHeight, text, 5, 8);
-        DrawRun(&expected, table, 3, 2 + 3 * lineHeight, text, 8, 9);
-        EXPECT_EQ(drawWrapped(text, width).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), width, UI_FONT_LARGE), 4 * lineHeight);
-    }
-    {   // A box narrower than any glyph: one character per line, all of them.
-        std::vector<uint32_t> text = Wide("WWWW");
-        Canvas expected(200, 12 * lineHeight);
-        for (int32_t i = 0; i < 4; i++) DrawRun(&expected, table, 3, 2 + i * lineHeight, text, i, i + 1);
-        EXPECT_EQ(drawWrapped(text, 1).pixels, expected.pixels);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), 1, UI_FONT_LARGE), 4 * lineHeight);
-        EXPECT_EQ(UIMeasureTextHeight(text.data(), 0, UI_FONT_LARGE), 4 * lineHeight);
-    }
+TEST_F(FontTest, WrapBreaksAtSpacesAndEndsOnWordsWiderThanTheBox) {
+    const uint8_t *table = Table(UI_FONT_LARGE);
+    // Two words that don't fit together: one per line, the space dropped.
+    ExpectWrap("Sync Delay", PixelWidth(table, "Sync De"), {{0, 4, 0}, {5, 10, 1}}, 2);
+    // A line that fills up on its last character, a space, still counts
+    // the (empty) line after it.
+    ExpectWrap("Sync ", PixelWidth(table, "Sync"), {{0, 4, 0}}, 2);
+    // A space at the start breaks first: the empty line before it is not
+    // drawn but counts, so the word starts on the second line.
+    ExpectWrap(" Feedback", PixelWidth(table, "Feedback"), {{1, 9, 1}}, 2);
+    // A word wider than the box is cut where it overflows, and the walk
+    // moves on, also after a break at a space.
+    ExpectWrap("abcdefgh", PixelWidth(table, "abc"), {{0, 3, 0}, {3, 6, 1}, {6, 8, 2}}, 3);
+    ExpectWrap("a bcdefgh", PixelWidth(table, "bcd"),
+               {{0, 1, 0}, {2, 5, 1}, {5, 8, 2}, {8, 9, 3}}, 4);
+    // A box narrower than any glyph: one character per line, all of them.
+    ExpectWrap("WWWW", 1, {{0, 1, 0}, {1, 2, 1}, {2, 3, 2}, {3, 4, 3}}, 4);
+    ExpectWrap("WWWW", 0, {{0, 1, 0}, {1, 2, 1}, {2, 3, 2}, {3, 4, 3}}, 4);
 }
 
 TEST_F(FontTest, ClipCutsAtThePixelWhileThePenAdvances) {
@@ -402,7 +378,7 @@ TEST_F(FontTest, ClipCutsAtThePixelWhileThePenAdvances) {
     for (int32_t y = 0; y < 60; y++) {
         for (int32_t x = 0; x < 120; x++) {
             bool inside = x >= 4 && x < 9 && y >= 3 && y < 33;
-            ASSERT_EQ(clipped.At(x, y), inside ? whole.At(x, y) : 0xFF101820u) << x << "," << y;
+            ASSERT_EQ(clipped.At(x, y), inside ? whole.At(x, y) : BACKGROUND) << x << "," << y;
         }
     }
 
@@ -416,7 +392,8 @@ TEST_F(FontTest, ClipCutsAtThePixelWhileThePenAdvances) {
     Canvas tail(120, 60);
     int32_t pen = 2;
     for (int32_t i = 0; i < 4; i++) {
-        int32_t advance = UIDrawGlyph(&tail.painter, uiFontBlob, table, pen, 4, 'H', TEXT_COLOUR, &clip);
+        int32_t advance =
+            UIDrawGlyph(&tail.painter, uiFontBlob, table, pen, 4, 'H', TEXT_COLOUR, &clip);
         EXPECT_EQ(advance, GlyphOf(table, 'H').advance);
         pen += advance;
     }
@@ -424,10 +401,10 @@ TEST_F(FontTest, ClipCutsAtThePixelWhileThePenAdvances) {
     EXPECT_LT(clipLeft, pen);
     for (int32_t y = 0; y < 60; y++) {
         for (int32_t x = 0; x < 120; x++) {
-            ASSERT_EQ(tail.At(x, y), x >= clipLeft ? whole.At(x, y) : 0xFF101820u) << x << "," << y;
+            ASSERT_EQ(tail.At(x, y), x >= clipLeft ? whole.At(x, y) : BACKGROUND) << x << "," << y;
         }
     }
-    EXPECT_GT(tail.InkedRows(0, 60), 0);
+    EXPECT_TRUE(tail.HasInk());
 
     // The painter's buffer bounds every glyph: one drawn across the edges
     // touches only pixels inside.

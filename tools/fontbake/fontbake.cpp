@@ -12,11 +12,12 @@
 //   bitmaps       width * height coverage bytes per glyph, top row first, no
 //                 padding; a glyph without pixels points at the area's start
 //
-// The output depends only on the font file and this program, so two builds
-// from the same sources give the same bytes.
+// The output depends only on the font file, this program and the FreeType
+// it is built with, so two builds from the same sources give the same bytes.
+// With LATHEMOOR_FONTBAKE_VERBOSE set in the environment it lists the line
+// metrics it chose for each size.
 #include <ft2build.h>
 #include FT_FREETYPE_H
-#include FT_TRUETYPE_TABLES_H
 
 #include <math.h>
 #include <stdint.h>
@@ -204,7 +205,9 @@ std::vector<uint8_t> WriteBlob(const std::vector<BakedSize> &sizes) {
             const GlyphRecord &r = glyph.record;
             int32_t words[GLYPH_RECORD_WORDS] = {r.xOffset, r.yOffset, r.advance,
                                                  r.width,   r.height,  bitmap};
-            for (int32_t w = 0; w < GLYPH_RECORD_WORDS; w++) PutWord(&out, record + 4 * w, words[w]);
+            for (int32_t w = 0; w < GLYPH_RECORD_WORDS; w++) {
+                PutWord(&out, record + 4 * w, words[w]);
+            }
         }
     }
     return out;

@@ -461,10 +461,12 @@ static FT_Face FaceAt(const Canvas *canvas, uint32_t font, float size) {
 
 // Walks the text: each glyph's pen position in whole pixels from the start.
 // With `draw`, the glyphs go into the mask at (x, baseline) in pixels.
-static int32_t WalkText(Canvas *canvas, FT_Face face, const char *text, float tracking,
+static int32_t WalkText(Canvas *canvas, FT_Face face, const char *text, int32_t tracking,
                         bool draw, int32_t x, int32_t baseline) {
     int32_t pen = 0, last = 0;
-    int32_t extra = (int32_t)lroundf(tracking * canvas->scale);
+    // Letter spacing in whole design units, so 200 percent text spaces
+    // exactly twice as wide as 100 percent text.
+    int32_t extra = tracking * (int32_t)lroundf(canvas->scale);
     for (const unsigned char *c = (const unsigned char *)text; *c; c++) {
         uint32_t code = *c;
         if (code == 0xC3 && c[1]) code = 0xC0 | (*++c & 0x3F);        // Latin-1 letters
@@ -502,13 +504,13 @@ static int32_t WalkText(Canvas *canvas, FT_Face face, const char *text, float tr
     return last;
 }
 
-float TextWidth(const Canvas *canvas, uint32_t font, float size, const char *text, float tracking) {
+float TextWidth(const Canvas *canvas, uint32_t font, float size, const char *text, int32_t tracking) {
     FT_Face face = FaceAt(canvas, font, size);
     return WalkText((Canvas *)canvas, face, text, tracking, false, 0, 0) / canvas->scale;
 }
 
 void MaskText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
-              uint32_t align, float tracking) {
+              uint32_t align, int32_t tracking) {
     MaskClear(canvas);
     FT_Face face = FaceAt(canvas, font, size);
     int32_t width = WalkText(canvas, face, text, tracking, false, 0, 0);
@@ -519,13 +521,13 @@ void MaskText(Canvas *canvas, uint32_t font, float size, float x, float y, const
 }
 
 void DrawText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
-              uint32_t align, Colour colour, float tracking) {
+              uint32_t align, Colour colour, int32_t tracking) {
     MaskText(canvas, font, size, x, y, text, align, tracking);
     PaintMask(canvas, Solid(colour));
 }
 
 void DrawTextShadowed(Canvas *canvas, uint32_t font, float size, float x, float y,
-                      const char *text, uint32_t align, Colour colour, float tracking) {
+                      const char *text, uint32_t align, Colour colour, int32_t tracking) {
     MaskText(canvas, font, size, x, y, text, align, tracking);
     PaintMask(canvas, Solid(Rgb(0x000000, 0.55f)), 1.0f, 0, 1);
     PaintMask(canvas, Solid(colour));

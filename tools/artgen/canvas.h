@@ -112,17 +112,18 @@ enum {
 };
 bool FontsLoad();
 void FontsFree();
-// Width of a text in design units; `tracking` is extra space between letters.
+// Width of a text in design units; `tracking` is extra space between letters
+// in whole design units.
 float TextWidth(const Canvas *canvas, uint32_t font, float size, const char *text,
-                float tracking = 0);
+                int32_t tracking = 0);
 // Puts the text into the mask (cleared first) with its baseline at y.
 void MaskText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
-              uint32_t align, float tracking = 0);
+              uint32_t align, int32_t tracking = 0);
 void DrawText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
-              uint32_t align, Colour colour, float tracking = 0);
+              uint32_t align, Colour colour, int32_t tracking = 0);
 // Text with a dark shadow one design pixel below, for labels on busy ground.
 void DrawTextShadowed(Canvas *canvas, uint32_t font, float size, float x, float y,
-                      const char *text, uint32_t align, Colour colour, float tracking = 0);
+                      const char *text, uint32_t align, Colour colour, int32_t tracking = 0);
 
 // ---- output ----
 // 0xAARRGGBB pixels, straight alpha, rounded. Fully transparent pixels take

@@ -22,6 +22,7 @@ const Colour INK_ACCENT_DEEP = Rgb(0x2F8F6A);
 const Colour INK_ACCENT_SOFT = Rgb(0xB8FFE0);
 
 static const Colour SHADOW = Rgb(0x000000, 0.6f);
+static const float CAPTION_WIDTH = 50;   // design units a caption may take
 
 void DrawRaisedPanel(Canvas *canvas, float x, float y, float w, float h, float r) {
     ShadowRoundRect(canvas, x, y, w, h, r, 4, 1.5f, Rgb(0x000000, 0.55f));
@@ -48,8 +49,11 @@ void DrawRecessedField(Canvas *canvas, float x, float y, float w, float h, float
                     Vertical(Rgb(0x000000, 0.25f), Rgb(0xFFFFFF, 0.09f), y, y + h));
 }
 
+// Long captions close up their letter spacing to stay within a dial's width.
 void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align) {
-    DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, x, y, text, align, INK_CAPTION, 0.5f);
+    int32_t tracking = 1;
+    if (TextWidth(canvas, FONT_CONDENSED_BOLD, 7.5f, text, tracking) > CAPTION_WIDTH) tracking = 0;
+    DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, x, y, text, align, INK_CAPTION, tracking);
 }
 
 // A rounded key with a lamp in it: dark and dim when off, lit when on.
@@ -239,18 +243,18 @@ static void DrawButtonFace(Canvas *canvas, float x, float y, float w, float h, b
 static void DrawButtonLabel(Canvas *canvas, float x, float y, float w, float h, const char *text,
                             Colour colour) {
     DrawTextShadowed(canvas, FONT_CONDENSED_BOLD, 8, x + w / 2, y + h / 2 + 3, text, ALIGN_CENTRE,
-                     colour, 0.6f);
+                     colour, 1);
 }
 
 static void DrawAddButton(Canvas *canvas, int32_t) {
     DrawButtonFace(canvas, 2, 1, 74, 21, false);
-    float width = TextWidth(canvas, FONT_CONDENSED_BOLD, 8, "ADD EFFECT", 0.6f);
+    float width = TextWidth(canvas, FONT_CONDENSED_BOLD, 8, "ADD EFFECT", 1);
     float start = 39 - (width + 10) / 2;
     // The plus drawn, not typed, so it sits centred on the capitals.
     FillLine(canvas, start, 11.5f, start + 6, 11.5f, 1.6f, INK_ACCENT);
     FillLine(canvas, start + 3, 8.5f, start + 3, 14.5f, 1.6f, INK_ACCENT);
     DrawTextShadowed(canvas, FONT_CONDENSED_BOLD, 8, start + 10, 14.5f, "ADD EFFECT", ALIGN_LEFT,
-                     INK_TEXT, 0.6f);
+                     INK_TEXT, 1);
 }
 
 static void DrawInsertButton(Canvas *canvas, int32_t) {
@@ -316,14 +320,14 @@ static void MaskGear(Canvas *canvas, float cx, float cy, float outer, float inne
 
 static void DrawSettingsButton(Canvas *canvas, int32_t) {
     DrawButtonFace(canvas, 2, 5, 74, 21, false);
-    float width = TextWidth(canvas, FONT_CONDENSED_BOLD, 8, "SETTINGS", 0.6f);
+    float width = TextWidth(canvas, FONT_CONDENSED_BOLD, 8, "SETTINGS", 1);
     float start = 39 - (width + 13) / 2;
     MaskClear(canvas);
     MaskGear(canvas, start + 4.5f, 15.5f, 5, 3.6f, 8);
     PaintMask(canvas, Solid(Rgb(0x000000, 0.5f)), 1.0f, 0, 1);
     PaintMask(canvas, Solid(INK_ACCENT));
     DrawTextShadowed(canvas, FONT_CONDENSED_BOLD, 8, start + 13, 18.5f, "SETTINGS", ALIGN_LEFT,
-                     INK_TEXT, 0.6f);
+                     INK_TEXT, 1);
 }
 
 // ---- switches, lamps, handles ----
@@ -375,7 +379,7 @@ static void DrawModulatorLabels(Canvas *canvas, int32_t) {
     static const char *const LABELS[3] = {"MOD 1", "MOD 2", "MOD 3"};
     for (int32_t i = 0; i < 3; i++) {
         DrawTextShadowed(canvas, FONT_CONDENSED_BOLD, 8, 25 + 50 * i, 12, LABELS[i], ALIGN_CENTRE,
-                         INK_TEXT, 0.6f);
+                         INK_TEXT, 1);
     }
 }
 

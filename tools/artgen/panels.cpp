@@ -127,7 +127,7 @@ const UnitLayout *FindLayout(const char *name) {
 // check box picture).
 void DrawSwitchLabel(Canvas *canvas, float keyX, float keyY, const char *text) {
     DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, keyX + 20, keyY + 10.5f, text, ALIGN_LEFT,
-             INK_CAPTION, 0.5f);
+             INK_CAPTION, 1);
 }
 
 // Title bar, body and every caption of one unit, in picture coordinates.
@@ -142,7 +142,8 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
         }
     }
     captionY = dialTop + CAPTION_DROP;
-    float header = dialTop - 1.5f;
+    // The title bar ends just above the dials' rings.
+    float header = dialTop + 0.5f;
 
     FillRoundRect(canvas, 0, 0, w, h, 5, Solid(Rgb(0x06080A, 0.85f)));
     FillRoundRect(canvas, 1, 1, w - 2, h - 2, 4, Vertical(INK_PANEL_TOP, INK_PANEL, 0, h));
@@ -160,7 +161,7 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                     Vertical(Rgb(0xFFFFFF, 0.12f), Rgb(0xFFFFFF, 0.02f), 0, h * 0.5f));
 
     FillRoundRect(canvas, 7, header / 2 - 3.5f, 2.5f, 7, 1.25f, Solid(INK_ACCENT));
-    DrawText(canvas, FONT_BOLD, 8, 14, header / 2 + 3, layout->title, ALIGN_LEFT, INK_TEXT, 1.1f);
+    DrawText(canvas, FONT_BOLD, 8, 14, header / 2 + 3, layout->title, ALIGN_LEFT, INK_TEXT, 1);
 
     for (const UnitControl &c : layout->controls) {
         float x = c.x - UNIT_X, y = c.y - layout->bgY;
@@ -185,8 +186,8 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                 break;
             case CONTROL_METER:
                 DrawRecessedField(canvas, x, y, c.w, c.h, 3);
-                DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 5, y + 14, "IN", ALIGN_RIGHT, INK_TEXT_DIM, 0.4f);
-                DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 5, y + 35, "OUT", ALIGN_RIGHT, INK_TEXT_DIM, 0.4f);
+                DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 5, y + 14, "IN", ALIGN_RIGHT, INK_TEXT_DIM, 0);
+                DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 5, y + 35, "OUT", ALIGN_RIGHT, INK_TEXT_DIM, 0);
                 break;
         }
     }
@@ -212,11 +213,14 @@ void DrawUnitCompressor(Canvas *canvas, int32_t) { DrawUnitByName(canvas, "UnitC
 const float PLACE_OFFSETS[8][2] = {{0, 0},   {0, 99},   {0, 198},   {0, 297},
                                    {0, 396}, {535, 0},  {535, 99},  {535, 198}};
 const float PLACE_Y = 58;   // window y of slot 0's unit picture
+// A bay reaches this far round a unit's picture, room for the move and
+// delete buttons that stand above the picture's top edge.
+const float BAY_MARGIN_X = 8, BAY_MARGIN_Y = 6, BAY_WIDTH = 466, BAY_HEIGHT = 93;
 
 // A bay of the rack: a sunken tray a little larger than a unit, which the
 // unit's panel covers when the place is filled.
 void DrawBay(Canvas *canvas, float x, float y, int32_t number) {
-    float left = x - 6, top = y - 6, w = 462, h = 93;
+    float left = x - BAY_MARGIN_X, top = y - BAY_MARGIN_Y, w = BAY_WIDTH, h = BAY_HEIGHT;
     FillRoundRect(canvas, left, top, w, h, 6, Solid(Rgb(0x0F1215)));
     MaskClear(canvas);
     MaskRoundRect(canvas, left, top, w, h, 6);
@@ -231,9 +235,12 @@ void DrawBay(Canvas *canvas, float x, float y, int32_t number) {
                     Vertical(Rgb(0x000000, 0.35f), Rgb(0xFFFFFF, 0.07f), top, top + h));
     char label[8];
     snprintf(label, sizeof(label), "%d", number);
-    DrawText(canvas, FONT_CONDENSED_BOLD, 8, x + 6, y + 12, label, ALIGN_LEFT, Rgb(0x3A434C));
-    DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, x + 225, y + 63, "EMPTY SLOT", ALIGN_CENTRE,
-             Rgb(0x3A434C), 1.2f);
+    // An empty place: a faint inner outline, its number, and a hint under
+    // the add button that the editor puts in the middle.
+    StrokeRoundRect(canvas, left + 5, top + 5, w - 10, h - 10, 4, 1, Solid(Rgb(0xFFFFFF, 0.035f)));
+    DrawText(canvas, FONT_CONDENSED_BOLD, 8, left + 14, top + 19, label, ALIGN_LEFT, Rgb(0x4C5660));
+    DrawText(canvas, FONT_CONDENSED_BOLD, 7, x + 225, y + 63, "EMPTY SLOT", ALIGN_CENTRE,
+             Rgb(0x404952), 2);
 }
 
 void DrawPageMain(Canvas *canvas, int32_t) {
@@ -246,12 +253,12 @@ void DrawPageMain(Canvas *canvas, int32_t) {
     FillRoundRect(canvas, 0, 0, W, 46, 0, Vertical(Rgb(0x262C33), Rgb(0x1E2328), 0, 46));
     FillLine(canvas, 0, 46.5f, W, 46.5f, 1, Rgb(0x000000, 0.6f));
     FillLine(canvas, 0, 47.5f, W, 47.5f, 1, Rgb(0xFFFFFF, 0.05f));
-    float nameWidth = TextWidth(canvas, FONT_BOLD, 20, "Lathemoor", 0.2f);
-    DrawTextShadowed(canvas, FONT_BOLD, 20, 42, 31, "Lathemoor", ALIGN_LEFT, INK_TEXT, 0.2f);
-    DrawTextShadowed(canvas, FONT_BOLD, 20, 42 + nameWidth + 1, 31, "FX", ALIGN_LEFT, INK_ACCENT, 0.2f);
-    float fxWidth = TextWidth(canvas, FONT_BOLD, 20, "FX", 0.2f);
+    float nameWidth = TextWidth(canvas, FONT_BOLD, 20, "Lathemoor", 0);
+    DrawTextShadowed(canvas, FONT_BOLD, 20, 42, 31, "Lathemoor", ALIGN_LEFT, INK_TEXT, 0);
+    DrawTextShadowed(canvas, FONT_BOLD, 20, 42 + nameWidth + 1, 31, "FX", ALIGN_LEFT, INK_ACCENT, 0);
+    float fxWidth = TextWidth(canvas, FONT_BOLD, 20, "FX", 0);
     DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, 42 + nameWidth + fxWidth + 12, 30,
-             "MULTI-EFFECT RACK", ALIGN_LEFT, INK_TEXT_DIM, 1.6f);
+             "MULTI-EFFECT RACK", ALIGN_LEFT, INK_TEXT_DIM, 2);
     // Post Gain: a small dial at (877, 0) with its caption to the left.
     FillCircle(canvas, 897, 20, 18.5f, Solid(Rgb(0x000000, 0.25f)));
     DrawCaption(canvas, 870, 23, "POST GAIN", ALIGN_RIGHT);
@@ -261,24 +268,24 @@ void DrawPageMain(Canvas *canvas, int32_t) {
     }
 
     // The modulation section, below the right column.
-    float mx = 569, my = 348, mw = 466, mh = 193;
+    float mx = UNIT_X + 535 - BAY_MARGIN_X, my = 348, mw = BAY_WIDTH, mh = 193;
     DrawRaisedPanel(canvas, mx, my, mw, mh, 6);
     FillRoundRect(canvas, mx + 12, my + 9.5f, 2.5f, 7, 1.25f, Solid(INK_ACCENT));
-    DrawText(canvas, FONT_BOLD, 8, mx + 19, my + 16, "MODULATION", ALIGN_LEFT, INK_TEXT, 1.1f);
+    DrawText(canvas, FONT_BOLD, 8, mx + 19, my + 16, "MODULATION", ALIGN_LEFT, INK_TEXT, 1);
     DrawCaption(canvas, 770, 366, "RATE", ALIGN_RIGHT);
     DrawRecessedField(canvas, 776, 354, 62, 17, 3);
     DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, 959 + 20, 355 + 10.5f, "PING PONG", ALIGN_LEFT,
-             INK_CAPTION, 0.5f);
+             INK_CAPTION, 0);
     for (int32_t m = 0; m < 3; m++) {
         DrawRecessedField(canvas, 629, 391 + 33 * m, 92, 17, 3);
     }
-    DrawCaption(canvas, 605, 378, "AMOUNT");
-    DrawCaption(canvas, 675, 387, "DESTINATION");
+    // Captions under their columns, as under every unit's dials.
+    DrawCaption(canvas, 605, 487, "AMOUNT");
+    DrawCaption(canvas, 675, 487, "DESTINATION");
     DrawRecessedField(canvas, 741, 380, 290, 154, 4);
     DrawRecessedField(canvas, 579, 495, 154, 42, 4);
-    DrawText(canvas, FONT_CONDENSED_BOLD, 7, 1026, 563, "ORWEN AUDIO", ALIGN_RIGHT, Rgb(0x48525C), 2);
-
-    (void)mx;
+    DrawText(canvas, FONT_CONDENSED_BOLD, 7, mx + mw - 4, 563, "ORWEN AUDIO", ALIGN_RIGHT,
+             Rgb(0x48525C), 2);
 }
 
 void DrawAboutPage(Canvas *canvas, int32_t) {
@@ -288,11 +295,11 @@ void DrawAboutPage(Canvas *canvas, int32_t) {
     FillRoundRect(canvas, 1, 1, W - 2, H - 2, 7, Radial(Rgb(0x6BFDC0, 0.08f), Rgb(0x6BFDC0, 0), W / 2, 90, 300));
     StrokeRoundRect(canvas, 1, 1, W - 2, H - 2, 7, 1,
                     Vertical(Rgb(0xFFFFFF, 0.14f), Rgb(0xFFFFFF, 0.02f), 0, H / 2));
-    float nameWidth = TextWidth(canvas, FONT_BOLD, 40, "Lathemoor", 0.3f);
-    float fxWidth = TextWidth(canvas, FONT_BOLD, 40, "FX", 0.3f);
+    float nameWidth = TextWidth(canvas, FONT_BOLD, 40, "Lathemoor", 0);
+    float fxWidth = TextWidth(canvas, FONT_BOLD, 40, "FX", 0);
     float start = (W - nameWidth - fxWidth - 2) / 2;
-    DrawTextShadowed(canvas, FONT_BOLD, 40, start, 150, "Lathemoor", ALIGN_LEFT, INK_TEXT, 0.3f);
-    DrawTextShadowed(canvas, FONT_BOLD, 40, start + nameWidth + 2, 150, "FX", ALIGN_LEFT, INK_ACCENT, 0.3f);
+    DrawTextShadowed(canvas, FONT_BOLD, 40, start, 150, "Lathemoor", ALIGN_LEFT, INK_TEXT, 0);
+    DrawTextShadowed(canvas, FONT_BOLD, 40, start + nameWidth + 2, 150, "FX", ALIGN_LEFT, INK_ACCENT, 0);
     DrawText(canvas, FONT_CONDENSED_BOLD, 9, W / 2, 178, "STEREO MULTI-EFFECT", ALIGN_CENTRE, INK_TEXT_DIM, 3);
     FillLine(canvas, W / 2 - 60, 200.5f, W / 2 + 60, 200.5f, 1, Rgb(0xFFFFFF, 0.12f));
     DrawText(canvas, FONT_SANS, 11, W / 2, 228, "Version 1.2.1", ALIGN_CENTRE, INK_CAPTION);

@@ -31,7 +31,12 @@ extern const Colour INK_GROUND, INK_GROUND_DEEP, INK_PANEL, INK_PANEL_TOP, INK_W
 void DrawRaisedPanel(Canvas *canvas, float x, float y, float w, float h, float r);
 // A sunken field for something the editor draws itself (pickers, displays).
 void DrawRecessedField(Canvas *canvas, float x, float y, float w, float h, float r);
+// The field of a pop-up picker: sunken, with a small chevron at its right
+// end; the editor centres the chosen option's text in it.
+void DrawPickerField(Canvas *canvas, float x, float y, float w, float h);
 // A control caption: small bold condensed capitals, letter-spaced.
-void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align = ALIGN_CENTRE);
+// Letter-spaced unless that would make it wider than `room`.
+void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align = ALIGN_CENTRE,
+                 float room = 50);
 // The look of the toggle and check box faces, shared with the page's art.
 void DrawSwitch(Canvas *canvas, float x, float y, bool on);

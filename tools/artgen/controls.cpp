@@ -22,7 +22,6 @@ const Colour INK_ACCENT_DEEP = Rgb(0x2F8F6A);
 const Colour INK_ACCENT_SOFT = Rgb(0xB8FFE0);
 
 static const Colour SHADOW = Rgb(0x000000, 0.6f);
-static const float CAPTION_WIDTH = 50;   // design units a caption may take
 
 void DrawRaisedPanel(Canvas *canvas, float x, float y, float w, float h, float r) {
     ShadowRoundRect(canvas, x, y, w, h, r, 4, 1.5f, Rgb(0x000000, 0.55f));
@@ -49,10 +48,22 @@ void DrawRecessedField(Canvas *canvas, float x, float y, float w, float h, float
                     Vertical(Rgb(0x000000, 0.25f), Rgb(0xFFFFFF, 0.09f), y, y + h));
 }
 
+void DrawPickerField(Canvas *canvas, float x, float y, float w, float h) {
+    DrawRecessedField(canvas, x, y, w, h, 3);
+    float cx = x + w - 6.5f, cy = y + h / 2 + 0.5f;
+    MaskClear(canvas);
+    UIPath path = {};
+    PathMoveTo(&path, canvas, cx - 2.5f, cy - 1.2f);
+    PathLineTo(&path, canvas, cx + 2.5f, cy - 1.2f);
+    PathLineTo(&path, canvas, cx, cy + 1.6f);
+    MaskFill(canvas, &path);
+    PaintMask(canvas, Solid(Rgb(0x5E6A75)));
+}
+
 // Long captions close up their letter spacing to stay within a dial's width.
-void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align) {
+void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align, float room) {
     int32_t tracking = 1;
-    if (TextWidth(canvas, FONT_CONDENSED_BOLD, 7.5f, text, tracking) > CAPTION_WIDTH) tracking = 0;
+    if (TextWidth(canvas, FONT_CONDENSED_BOLD, 7.5f, text, tracking) > room) tracking = 0;
     DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, x, y, text, align, INK_CAPTION, tracking);
 }
 

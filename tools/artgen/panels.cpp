@@ -170,8 +170,8 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                 DrawCaption(canvas, x + DIAL_SIZE / 2, captionY, c.text);
                 break;
             case CONTROL_PICKER:
-                DrawRecessedField(canvas, x, y, c.w, c.h, 3);
-                DrawCaption(canvas, x + c.w / 2, captionY, c.text);
+                DrawPickerField(canvas, x, y, c.w, c.h);
+                DrawCaption(canvas, x + c.w / 2, captionY, c.text, ALIGN_CENTRE, c.w);
                 break;
             case CONTROL_SWITCH:
                 DrawSwitchLabel(canvas, x, y, c.text);
@@ -182,7 +182,7 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                 DrawRecessedField(canvas, x - 4, y - 4, c.w + 8, c.h + 8, 3);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 9.5f, "L", ALIGN_RIGHT, INK_TEXT_DIM);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 24.5f, "R", ALIGN_RIGHT, INK_TEXT_DIM);
-                DrawCaption(canvas, x + c.w / 2, captionY, c.text);
+                DrawCaption(canvas, x + c.w / 2, captionY, c.text, ALIGN_CENTRE, c.w);
                 break;
             case CONTROL_METER:
                 DrawRecessedField(canvas, x, y, c.w, c.h, 3);
@@ -273,40 +273,82 @@ void DrawPageMain(Canvas *canvas, int32_t) {
     FillRoundRect(canvas, mx + 12, my + 9.5f, 2.5f, 7, 1.25f, Solid(INK_ACCENT));
     DrawText(canvas, FONT_BOLD, 8, mx + 19, my + 16, "MODULATION", ALIGN_LEFT, INK_TEXT, 1);
     DrawCaption(canvas, 770, 366, "RATE", ALIGN_RIGHT);
-    DrawRecessedField(canvas, 776, 354, 62, 17, 3);
+    DrawPickerField(canvas, 776, 354, 62, 17);
     DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, 959 + 20, 355 + 10.5f, "PING PONG", ALIGN_LEFT,
              INK_CAPTION, 0);
     for (int32_t m = 0; m < 3; m++) {
-        DrawRecessedField(canvas, 629, 391 + 33 * m, 92, 17, 3);
+        DrawPickerField(canvas, 629, 391 + 33 * m, 92, 17);
     }
     // Captions under their columns, as under every unit's dials.
     DrawCaption(canvas, 605, 487, "AMOUNT");
-    DrawCaption(canvas, 675, 487, "DESTINATION");
+    DrawCaption(canvas, 675, 487, "DESTINATION", ALIGN_CENTRE, 92);
     DrawRecessedField(canvas, 741, 380, 290, 154, 4);
     DrawRecessedField(canvas, 579, 495, 154, 42, 4);
     DrawText(canvas, FONT_CONDENSED_BOLD, 7, mx + mw - 4, 563, "ORWEN AUDIO", ALIGN_RIGHT,
              Rgb(0x48525C), 2);
 }
 
+// The curve motif along the foot of the about page: a modulation curve with
+// its shade, as the curve editor draws one.
+float MotifY(float t) {
+    const float TAU = 6.2831853f;
+    return 312 + 16 * sinf(TAU * (1.2f * t + 0.15f)) + 7 * sinf(TAU * (2.9f * t + 0.4f));
+}
+
 void DrawAboutPage(Canvas *canvas, int32_t) {
     float W = 624, H = 363;
     FillRoundRect(canvas, 0, 0, W, H, 8, Solid(Rgb(0x06080A)));
     FillRoundRect(canvas, 1, 1, W - 2, H - 2, 7, Vertical(Rgb(0x2C333B), Rgb(0x181B1F), 0, H));
-    FillRoundRect(canvas, 1, 1, W - 2, H - 2, 7, Radial(Rgb(0x6BFDC0, 0.08f), Rgb(0x6BFDC0, 0), W / 2, 90, 300));
+    FillRoundRect(canvas, 1, 1, W - 2, H - 2, 7, Radial(Rgb(0x6BFDC0, 0.08f), Rgb(0x6BFDC0, 0), W / 2, 70, 300));
+
+    // The motif, kept inside the page's rounded outline.
+    MaskClear(canvas);
+    MaskRoundRect(canvas, 1, 1, W - 2, H - 2, 7);
+    SpareFromMask(canvas);
+    const int32_t STEPS = 160;
+    MaskClear(canvas);
+    UIPath shade = {};
+    PathMoveTo(&shade, canvas, 0, H);
+    for (int32_t i = 0; i <= STEPS; i++) {
+        float t = (float)i / STEPS;
+        PathLineTo(&shade, canvas, W * t, MotifY(t));
+    }
+    PathLineTo(&shade, canvas, W, H);
+    MaskFill(canvas, &shade);
+    MaskIntersectSpare(canvas);
+    PaintMask(canvas, Vertical(Rgb(0x3D926F, 0.30f), Rgb(0x3D926F, 0), 290, H));
+    MaskClear(canvas);
+    UIPath line = {};
+    PathMoveTo(&line, canvas, 0, MotifY(0));
+    for (int32_t i = 1; i <= STEPS; i++) {
+        float t = (float)i / STEPS;
+        PathLineTo(&line, canvas, W * t, MotifY(t));
+    }
+    MaskStroke(canvas, &line, 2, true);
+    MaskIntersectSpare(canvas);
+    PaintMask(canvas, Solid(WithAlpha(INK_ACCENT, 0.55f)));
+
     StrokeRoundRect(canvas, 1, 1, W - 2, H - 2, 7, 1,
                     Vertical(Rgb(0xFFFFFF, 0.14f), Rgb(0xFFFFFF, 0.02f), 0, H / 2));
-    float nameWidth = TextWidth(canvas, FONT_BOLD, 40, "Lathemoor", 0);
-    float fxWidth = TextWidth(canvas, FONT_BOLD, 40, "FX", 0);
+    float nameWidth = TextWidth(canvas, FONT_BOLD, 40, "Lathemoor");
+    float fxWidth = TextWidth(canvas, FONT_BOLD, 40, "FX");
     float start = (W - nameWidth - fxWidth - 2) / 2;
-    DrawTextShadowed(canvas, FONT_BOLD, 40, start, 150, "Lathemoor", ALIGN_LEFT, INK_TEXT, 0);
-    DrawTextShadowed(canvas, FONT_BOLD, 40, start + nameWidth + 2, 150, "FX", ALIGN_LEFT, INK_ACCENT, 0);
-    DrawText(canvas, FONT_CONDENSED_BOLD, 9, W / 2, 178, "STEREO MULTI-EFFECT", ALIGN_CENTRE, INK_TEXT_DIM, 3);
-    FillLine(canvas, W / 2 - 60, 200.5f, W / 2 + 60, 200.5f, 1, Rgb(0xFFFFFF, 0.12f));
-    DrawText(canvas, FONT_SANS, 11, W / 2, 228, "Version 1.2.1", ALIGN_CENTRE, INK_CAPTION);
-    DrawText(canvas, FONT_SANS, 9, W / 2, 252,
+    DrawTextShadowed(canvas, FONT_BOLD, 40, start, 112, "Lathemoor", ALIGN_LEFT, INK_TEXT);
+    DrawTextShadowed(canvas, FONT_BOLD, 40, start + nameWidth + 2, 112, "FX", ALIGN_LEFT, INK_ACCENT);
+    DrawText(canvas, FONT_CONDENSED_BOLD, 9, W / 2, 140, "STEREO MULTI-EFFECT", ALIGN_CENTRE, INK_TEXT_DIM, 3);
+    FillLine(canvas, W / 2 - 60, 160.5f, W / 2 + 60, 160.5f, 1, Rgb(0xFFFFFF, 0.12f));
+    DrawText(canvas, FONT_SANS, 11, W / 2, 188, "Version 1.2.1", ALIGN_CENTRE, INK_TEXT);
+    DrawText(canvas, FONT_SANS, 9, W / 2, 210,
              "The effect section of the Lathemoor synthesizer, by Orwen Audio.", ALIGN_CENTRE,
+             INK_CAPTION);
+    DrawText(canvas, FONT_CONDENSED, 8.5f, W / 2, 240,
+             "Polyrhythmic Delay  \xC2\xB7  Ping-Pong Delay  \xC2\xB7  Multiband Distortion  \xC2\xB7  Chorus  \xC2\xB7  Phaser",
+             ALIGN_CENTRE, INK_TEXT_DIM);
+    DrawText(canvas, FONT_CONDENSED, 8.5f, W / 2, 255,
+             "Parametric EQ  \xC2\xB7  Trance Gate  \xC2\xB7  Reverb  \xC2\xB7  Compressor", ALIGN_CENTRE,
              INK_TEXT_DIM);
-    DrawText(canvas, FONT_SANS, 8, W / 2, 330, "Click anywhere to close", ALIGN_CENTRE, Rgb(0x5C6670));
+    DrawTextShadowed(canvas, FONT_SANS, 8, W / 2, 348, "Click anywhere to close", ALIGN_CENTRE,
+                     Rgb(0x8C98A3));
 }
 
 }  // namespace

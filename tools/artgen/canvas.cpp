@@ -421,8 +421,9 @@ void FillLine(Canvas *canvas, float x0, float y0, float x1, float y1, float widt
 
 // ---- text ----
 
-static FT_Library library;
-static FT_Face faces[FONT_COUNT];
+// Per thread: a face is not to be used by two threads at once.
+static thread_local FT_Library library;
+static thread_local FT_Face faces[FONT_COUNT];
 static const char *const FONT_FILES[FONT_COUNT] = {
     "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf",
     "/usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf",

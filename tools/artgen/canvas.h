@@ -110,6 +110,7 @@ enum {
     ALIGN_CENTRE = 1,
     ALIGN_RIGHT = 2,
 };
+// Each drawing thread loads the fonts for itself.
 bool FontsLoad();
 void FontsFree();
 // Width of a text in design units; `tracking` is extra space between letters

@@ -9,6 +9,9 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <thread>
+
 #include "toolkit/image_list.h"
 #include "toolkit/png.h"
 #include "tools/artgen/art.h"
@@ -29,15 +32,22 @@ const ListedImage LISTED[] = {UI_IMAGE_STRIPS(LISTED_STRIP) UI_IMAGE_SINGLES(LIS
 #undef LISTED_SINGLE
 
 const int32_t ART_SCALES[] = {100, 200};
+const int32_t ART_SCALE_COUNT = 2;
+
+// One file to draw, at both scales; the workers fill in the encoded sizes.
+struct Job {
+    const ArtPiece *piece;
+    int32_t frame;
+    char file[128];
+    uint64_t bytes[ART_SCALE_COUNT];
+};
 
 struct Output {
     const char *root;      // OUTDIR
     const char *folder;    // its last component, which starts every line of art.list
-    char **lines;
-    uint64_t lineCount, lineCapacity;
-    char **written;        // file names already drawn (the Bi knob strips share the Uni files)
-    uint64_t writtenCount, writtenCapacity;
-    uint64_t totalBytes;
+    Job *jobs;
+    uint64_t jobCount, jobCapacity;
+    std::atomic<uint64_t> nextJob;
 };
 
 [[noreturn]] void Fail(const char *format, const char *a, const char *b = "") {
@@ -45,14 +55,6 @@ struct Output {
     fprintf(stderr, format, a, b);
     fputc('\n', stderr);
     exit(1);
-}
-
-void Append(char ***list, uint64_t *count, uint64_t *capacity, const char *text) {
-    if (*count == *capacity) {
-        *capacity = *capacity * 2 > *count + 1 ? *capacity * 2 : *count + 1;
-        *list = (char **)realloc(*list, *capacity * sizeof(char *));
-    }
-    (*list)[(*count)++] = strdup(text);
 }
 
 const ArtPiece *FindArt(const char *name) {
@@ -94,12 +96,13 @@ void WriteIfChanged(const char *path, const uint8_t *bytes, uint64_t size) {
 }
 
 // Draws one picture at one scale, checks the encoded file against the
-// drawing with the plug-in's decoder, and writes it.
-void Produce(Output *out, const ArtPiece *piece, int32_t frame, const char *file, int32_t artScale) {
+// drawing with the plug-in's decoder, and writes it. Answers its size.
+uint64_t Produce(const Output *out, const Job *job, int32_t artScale) {
+    const ArtPiece *piece = job->piece;
     Canvas canvas;
-    float scale = artScale / 100.0f;
-    CanvasInit(&canvas, piece->width * artScale / 100, piece->height * artScale / 100, scale);
-    piece->draw(&canvas, frame);
+    CanvasInit(&canvas, piece->width * artScale / 100, piece->height * artScale / 100,
+               artScale / 100.0f);
+    piece->draw(&canvas, job->frame);
     uint32_t *pixels = (uint32_t *)malloc((size_t)canvas.width * canvas.height * 4);
     CanvasToPixels(&canvas, pixels, piece->opaque);
 
@@ -111,26 +114,46 @@ void Produce(Output *out, const ArtPiece *piece, int32_t frame, const char *file
     if (!UIImageDecodePNG(bytes, size, &decoded, &width, &height, malloc, free) ||
         width != canvas.width || height != canvas.height ||
         memcmp(decoded, pixels, (size_t)width * height * 4)) {
-        Fail("%s does not read back as drawn at scale %s", file, artScale == 100 ? "100" : "200");
+        Fail("%s does not read back as drawn at scale %s", job->file, artScale == 100 ? "100" : "200");
     }
     free(decoded);
 
-    char path[4096], line[4096];
-    snprintf(path, sizeof(path), "%s/%d/lmx/%s.png", out->root, artScale, file);
-    snprintf(line, sizeof(line), "%s/%d/lmx/%s.png", out->folder, artScale, file);
+    char path[4096];
+    snprintf(path, sizeof(path), "%s/%d/lmx/%s.png", out->root, artScale, job->file);
     WriteIfChanged(path, bytes, size);
-    Append(&out->lines, &out->lineCount, &out->lineCapacity, line);
-    out->totalBytes += size;
     free(bytes);
     free(pixels);
     CanvasFree(&canvas);
+    return size;
 }
 
-bool AlreadyWritten(const Output *out, const char *file) {
-    for (uint64_t i = 0; i < out->writtenCount; i++) {
-        if (!strcmp(out->written[i], file)) return true;
+// A worker takes jobs until none is left; each has its own fonts, as a
+// FreeType face serves one thread at a time.
+void Work(Output *out) {
+    if (!FontsLoad()) Fail("cannot start FreeType%s", "");
+    for (;;) {
+        uint64_t i = out->nextJob.fetch_add(1);
+        if (i >= out->jobCount) break;
+        for (int32_t s = 0; s < ART_SCALE_COUNT; s++) {
+            out->jobs[i].bytes[s] = Produce(out, &out->jobs[i], ART_SCALES[s]);
+        }
     }
-    return false;
+    FontsFree();
+}
+
+void AddJob(Output *out, const ArtPiece *piece, int32_t frame, const char *file) {
+    for (uint64_t i = 0; i < out->jobCount; i++) {
+        if (!strcmp(out->jobs[i].file, file)) return;   // a file shared by two strips
+    }
+    if (out->jobCount == out->jobCapacity) {
+        uint64_t wanted = out->jobCapacity * 2 > out->jobCount + 1 ? out->jobCapacity * 2 : out->jobCount + 1;
+        out->jobs = (Job *)realloc(out->jobs, wanted * sizeof(Job));
+        out->jobCapacity = wanted;
+    }
+    Job *job = &out->jobs[out->jobCount++];
+    memset(job, 0, sizeof(*job));
+    job->piece = piece, job->frame = frame;
+    snprintf(job->file, sizeof(job->file), "%s", file);
 }
 
 int CompareLines(const void *a, const void *b) {
@@ -144,7 +167,7 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: lathemoor-artgen OUTDIR\n");
         return 2;
     }
-    Output out = {};
+    static Output out;
     char root[4096];
     snprintf(root, sizeof(root), "%s", argv[1]);
     for (size_t n = strlen(root); n > 1 && root[n - 1] == '/'; n--) root[n - 1] = 0;
@@ -156,9 +179,11 @@ int main(int argc, char **argv) {
         snprintf(folder, sizeof(folder), "%s/%d/lmx", root, artScale);
         MakeFolder(folder);
     }
-    if (!FontsLoad()) return 1;
 
-    for (const ListedImage &image : LISTED) {
+    // Single images first: the big pictures start early, so no worker is
+    // left drawing one alone at the end.
+    for (int32_t pass = 0; pass < 2; pass++) for (const ListedImage &image : LISTED) {
+        if ((image.firstFrame >= 0) != (pass == 1)) continue;
         const ArtPiece *piece = FindArt(image.name);
         if (!piece) Fail("no art for the picture %s", image.name);
         if (piece->width != image.width || piece->height != image.height) {
@@ -172,31 +197,44 @@ int main(int argc, char **argv) {
         bool strip = image.firstFrame >= 0;
         int32_t first = strip ? image.firstFrame : 0, last = strip ? image.lastFrame : 0;
         for (int32_t frame = first; frame <= last; frame++) {
-            char file[256];
+            char file[128];
             if (strip) snprintf(file, sizeof(file), "%s%d%s", image.stem, frame, image.suffix);
             else snprintf(file, sizeof(file), "LathemoorFX%s", image.name);
-            if (AlreadyWritten(&out, file)) continue;
-            Append(&out.written, &out.writtenCount, &out.writtenCapacity, file);
-            for (int32_t artScale : ART_SCALES) Produce(&out, piece, frame, file, artScale);
+            AddJob(&out, piece, frame, file);
         }
     }
-    FontsFree();
 
-    qsort(out.lines, out.lineCount, sizeof(char *), CompareLines);
+    uint32_t threads = std::thread::hardware_concurrency();
+    threads = threads < 1 ? 1 : threads > 8 ? 8 : threads;
+    std::thread workers[8];
+    for (uint32_t t = 1; t < threads; t++) workers[t] = std::thread(Work, &out);
+    Work(&out);
+    for (uint32_t t = 1; t < threads; t++) workers[t].join();
+
+    uint64_t lineCount = out.jobCount * ART_SCALE_COUNT, totalBytes = 0;
+    char **lines = (char **)malloc(lineCount * sizeof(char *));
+    for (uint64_t i = 0; i < out.jobCount; i++) {
+        for (int32_t s = 0; s < ART_SCALE_COUNT; s++) {
+            char line[512];
+            snprintf(line, sizeof(line), "%s/%d/lmx/%s.png", out.folder, ART_SCALES[s], out.jobs[i].file);
+            lines[i * ART_SCALE_COUNT + s] = strdup(line);
+            totalBytes += out.jobs[i].bytes[s];
+        }
+    }
+    qsort(lines, lineCount, sizeof(char *), CompareLines);
     uint64_t listSize = 0;
-    for (uint64_t i = 0; i < out.lineCount; i++) listSize += strlen(out.lines[i]) + 1;
+    for (uint64_t i = 0; i < lineCount; i++) listSize += strlen(lines[i]) + 1;
     char *list = (char *)malloc(listSize + 1), *at = list;
-    for (uint64_t i = 0; i < out.lineCount; i++) at += sprintf(at, "%s\n", out.lines[i]);
+    for (uint64_t i = 0; i < lineCount; i++) at += sprintf(at, "%s\n", lines[i]);
     char path[4096];
     snprintf(path, sizeof(path), "%s/art.list", root);
     WriteIfChanged(path, (const uint8_t *)list, listSize);
-    printf("lathemoor-artgen: %llu files, %.2f MB\n", (unsigned long long)out.lineCount,
-           out.totalBytes / 1048576.0);
+    printf("lathemoor-artgen: %llu files, %.2f MB\n", (unsigned long long)lineCount,
+           totalBytes / 1048576.0);
 
     free(list);
-    for (uint64_t i = 0; i < out.lineCount; i++) free(out.lines[i]);
-    for (uint64_t i = 0; i < out.writtenCount; i++) free(out.written[i]);
-    free(out.lines);
-    free(out.written);
+    for (uint64_t i = 0; i < lineCount; i++) free(lines[i]);
+    free(lines);
+    free(out.jobs);
     return 0;
 }

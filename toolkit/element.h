@@ -69,7 +69,8 @@ enum : uint32_t {
 // left unset) leaves every gate open to value 0, no parameter owned or
 // modulatable, and no menu.
 enum : uint32_t {
-    UI_ASK_PARAM_VALUE = 64,     // argument: parameter; data: float, its editor value
+    UI_ASK_PARAM_VALUE = 64,     // argument: parameter; data: float, its editor value. Sent
+                                 // with a null Plugin: the Editor holds the values
     UI_ASK_PARAM_FACTS = 65,     // argument: parameter; data: UIParamFacts
     UI_ASK_PARAM_SET = 66,       // argument: parameter; data: float, the new value (ParamSet)
     UI_ASK_PARAM_MENU = 67,      // argument: parameter; data: the element; opens its menu

@@ -34,9 +34,8 @@ void DrawRecessedField(Canvas *canvas, float x, float y, float w, float h, float
 // The field of a pop-up picker: sunken, with a small chevron at its right
 // end; the editor centres the chosen option's text in it.
 void DrawPickerField(Canvas *canvas, float x, float y, float w, float h);
-// A control caption: small bold condensed capitals, letter-spaced.
-// Letter-spaced unless that would make it wider than `room`.
-void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align = ALIGN_CENTRE,
-                 float room = 50);
+// A control caption, in capitals.
+const float CAPTION_SIZE = 8;
+void DrawCaption(Canvas *canvas, float x, float y, const char *text, uint32_t align = ALIGN_CENTRE);
 // The look of the toggle and check box faces, shared with the page's art.
 void DrawSwitch(Canvas *canvas, float x, float y, bool on);

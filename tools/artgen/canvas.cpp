@@ -510,6 +510,18 @@ float TextWidth(const Canvas *canvas, uint32_t font, float size, const char *tex
     return WalkText((Canvas *)canvas, face, text, tracking, false, 0, 0) / canvas->scale;
 }
 
+float TextDesignWidth(uint32_t font, float size, const char *text, int32_t tracking) {
+    FT_Face face = faces[font];
+    FT_Set_Char_Size(face, 0, (FT_F26Dot6)lroundf(size * 64), 72, 72);
+    float width = 0;
+    int32_t count = 0;
+    for (const unsigned char *c = (const unsigned char *)text; *c; c++, count++) {
+        if (FT_Load_Char(face, *c, FT_LOAD_NO_HINTING)) continue;
+        width += face->glyph->linearHoriAdvance / 65536.0f;
+    }
+    return width + (count > 1 ? (count - 1) * tracking : 0);
+}
+
 void MaskText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
               uint32_t align, int32_t tracking) {
     MaskClear(canvas);

@@ -117,6 +117,9 @@ void FontsFree();
 // in whole design units.
 float TextWidth(const Canvas *canvas, uint32_t font, float size, const char *text,
                 int32_t tracking = 0);
+// The width the text has before hinting, the same at every scale: for
+// layout decisions that must come out alike at 100 and 200 percent.
+float TextDesignWidth(uint32_t font, float size, const char *text, int32_t tracking = 0);
 // Puts the text into the mask (cleared first) with its baseline at y.
 void MaskText(Canvas *canvas, uint32_t font, float size, float x, float y, const char *text,
               uint32_t align, int32_t tracking = 0);

@@ -126,8 +126,7 @@ const UnitLayout *FindLayout(const char *name) {
 // The text beside a toggle's key, centred on the key's rows (1 to 14 of the
 // check box picture).
 void DrawSwitchLabel(Canvas *canvas, float keyX, float keyY, const char *text) {
-    DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, keyX + 20, keyY + 10.5f, text, ALIGN_LEFT,
-             INK_CAPTION, 1);
+    DrawCaption(canvas, keyX + 20, keyY + 10.5f, text, ALIGN_LEFT);
 }
 
 // Title bar, body and every caption of one unit, in picture coordinates.
@@ -166,12 +165,17 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
     for (const UnitControl &c : layout->controls) {
         float x = c.x - UNIT_X, y = c.y - layout->bgY;
         switch (c.kind) {
-            case CONTROL_DIAL:
-                DrawCaption(canvas, x + DIAL_SIZE / 2, captionY, c.text);
+            case CONTROL_DIAL: {
+                // Centred under the dial, but kept off the panel's edges.
+                float half = TextDesignWidth(FONT_CONDENSED_BOLD, CAPTION_SIZE, c.text) / 2 + 1;
+                float cx = x + DIAL_SIZE / 2;
+                cx = cx - half < 3 ? 3 + half : cx + half > w - 3 ? w - 3 - half : cx;
+                DrawCaption(canvas, cx, captionY, c.text);
                 break;
+            }
             case CONTROL_PICKER:
                 DrawPickerField(canvas, x, y, c.w, c.h);
-                DrawCaption(canvas, x + c.w / 2, captionY, c.text, ALIGN_CENTRE, c.w);
+                DrawCaption(canvas, x + c.w / 2, captionY, c.text);
                 break;
             case CONTROL_SWITCH:
                 DrawSwitchLabel(canvas, x, y, c.text);
@@ -182,7 +186,7 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                 DrawRecessedField(canvas, x - 4, y - 4, c.w + 8, c.h + 8, 3);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 9.5f, "L", ALIGN_RIGHT, INK_TEXT_DIM);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 24.5f, "R", ALIGN_RIGHT, INK_TEXT_DIM);
-                DrawCaption(canvas, x + c.w / 2, captionY, c.text, ALIGN_CENTRE, c.w);
+                DrawCaption(canvas, x + c.w / 2, captionY, c.text);
                 break;
             case CONTROL_METER:
                 DrawRecessedField(canvas, x, y, c.w, c.h, 3);
@@ -274,14 +278,13 @@ void DrawPageMain(Canvas *canvas, int32_t) {
     DrawText(canvas, FONT_BOLD, 8, mx + 19, my + 16, "MODULATION", ALIGN_LEFT, INK_TEXT, 1);
     DrawCaption(canvas, 770, 366, "RATE", ALIGN_RIGHT);
     DrawPickerField(canvas, 776, 354, 62, 17);
-    DrawText(canvas, FONT_CONDENSED_BOLD, 7.5f, 959 + 20, 355 + 10.5f, "PING PONG", ALIGN_LEFT,
-             INK_CAPTION, 0);
+    DrawSwitchLabel(canvas, 959, 355, "PING PONG");
     for (int32_t m = 0; m < 3; m++) {
         DrawPickerField(canvas, 629, 391 + 33 * m, 92, 17);
     }
     // Captions under their columns, as under every unit's dials.
     DrawCaption(canvas, 605, 487, "AMOUNT");
-    DrawCaption(canvas, 675, 487, "DESTINATION", ALIGN_CENTRE, 92);
+    DrawCaption(canvas, 675, 487, "DESTINATION");
     DrawRecessedField(canvas, 741, 380, 290, 154, 4);
     DrawRecessedField(canvas, 579, 495, 154, 42, 4);
     DrawText(canvas, FONT_CONDENSED_BOLD, 7, mx + mw - 4, 563, "ORWEN AUDIO", ALIGN_RIGHT,

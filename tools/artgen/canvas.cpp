@@ -460,6 +460,22 @@ static FT_Face FaceAt(const Canvas *canvas, uint32_t font, float size) {
     return face;
 }
 
+// The next character of UTF-8 text (up to three bytes), moving the cursor.
+static uint32_t NextCodePoint(const char **cursor) {
+    const unsigned char *c = (const unsigned char *)*cursor;
+    uint32_t code = c[0];
+    int32_t length = 1;
+    if (code >= 0xE0 && c[1] && c[2]) {
+        code = (code & 0x0F) << 12 | (c[1] & 0x3F) << 6 | (c[2] & 0x3F);
+        length = 3;
+    } else if (code >= 0xC0 && c[1]) {
+        code = (code & 0x1F) << 6 | (c[1] & 0x3F);
+        length = 2;
+    }
+    *cursor += length;
+    return code;
+}
+
 // Walks the text: each glyph's pen position in whole pixels from the start.
 // With `draw`, the glyphs go into the mask at (x, baseline) in pixels.
 static int32_t WalkText(Canvas *canvas, FT_Face face, const char *text, int32_t tracking,
@@ -468,14 +484,8 @@ static int32_t WalkText(Canvas *canvas, FT_Face face, const char *text, int32_t 
     // Letter spacing in whole design units, so 200 percent text spaces
     // exactly twice as wide as 100 percent text.
     int32_t extra = tracking * (int32_t)lroundf(canvas->scale);
-    for (const unsigned char *c = (const unsigned char *)text; *c; c++) {
-        uint32_t code = *c;
-        if (code == 0xC3 && c[1]) code = 0xC0 | (*++c & 0x3F);        // Latin-1 letters
-        else if (code == 0xC2 && c[1]) code = *++c;
-        else if (code == 0xE2 && c[1] && c[2]) {                        // U+2000..U+2FFF
-            code = 0x2000 | ((c[1] & 0x3F) << 6) | (c[2] & 0x3F);
-            c += 2;
-        }
+    for (const char *c = text; *c;) {
+        uint32_t code = NextCodePoint(&c);
         if (FT_Load_Char(face, code, LOAD_FLAGS | (draw ? FT_LOAD_RENDER : 0))) continue;
         FT_GlyphSlot g = face->glyph;
         if (draw) {
@@ -515,8 +525,8 @@ float TextDesignWidth(uint32_t font, float size, const char *text, int32_t track
     FT_Set_Char_Size(face, 0, (FT_F26Dot6)lroundf(size * 64), 72, 72);
     float width = 0;
     int32_t count = 0;
-    for (const unsigned char *c = (const unsigned char *)text; *c; c++, count++) {
-        if (FT_Load_Char(face, *c, FT_LOAD_NO_HINTING)) continue;
+    for (const char *c = text; *c; count++) {
+        if (FT_Load_Char(face, NextCodePoint(&c), FT_LOAD_NO_HINTING)) continue;
         width += face->glyph->linearHoriAdvance / 65536.0f;
     }
     return width + (count > 1 ? (count - 1) * tracking : 0);

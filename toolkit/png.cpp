@@ -271,7 +271,7 @@ static UIPNGResult BuildHuffmanTable(HuffmanTable *table, const uint8_t *lengths
         if (length) table->entries[nextCode[length]++] = length << 16 | (uint32_t)symbol;
     }
 
-    table->fastBits = table->maxLength < FAST_BITS ? table->maxLength : FAST_BITS;
+    table->fastBits = table->maxLength < (uint32_t)FAST_BITS ? table->maxLength : (uint32_t)FAST_BITS;
     for (uint32_t bits = 0; bits < 1u << table->fastBits; bits++) {
         uint32_t code = 0, found = 0;
         for (uint32_t length = 1; length <= table->fastBits && !found; length++) {
@@ -625,8 +625,8 @@ UIPNGResult UIPNGDecode(const uint8_t *bytes, size_t size, uint32_t **pixels, in
     uint8_t *scratch = (uint8_t *)allocate(2 * tableBytes + rowsSize);
     Inflater z = {};
     z.stream = &stream;
-    z.literals = { (uint32_t *)scratch, 0 };
-    z.distances = { (uint32_t *)(scratch + tableBytes), 0 };
+    z.literals.entries = (uint32_t *)scratch;
+    z.distances.entries = (uint32_t *)(scratch + tableBytes);
     z.out = scratch + 2 * tableBytes;
     z.capacity = rowsSize;
 

@@ -1,112 +1,69 @@
-// The Compressor: its static curve, attack and release, threshold and
-// makeup, the sidechain by the dry input through the whole frame, the meters,
-// its rings' life, and its output against a plain model.
+// The Compressor: its static curve, release, threshold and makeup, the
+// sidechain by the dry input through the whole frame, the meters, its rings'
+// life, and its output against a plain model.
 #include <gtest/gtest.h>
-#include <math.h>
-#include <stdlib.h>
 
-#include <random>
-#include <vector>
-
-#include "engine/backend.h"
-#include "engine/dispatch.h"
-#include "engine/dsp.h"
-#include "engine/units.h"
-#include "shell/params.h"
-
-using namespace EngineLevel1;
+#include "tests/support/engine_rig.h"
 
 namespace {
 
-struct Rig {
-    Engine *engine = (Engine *)calloc(1, sizeof(Engine));
-    EngineContext context = {};
-    MeterBlock meter = {};
+// The compressor as the block loop calls it without Sidechain by Dry.
+void RunOnItself(Engine *engine, const EngineContext *context, int instance, float *frames, int count) {
+    CompressorRun(engine, (EngineContext *)context, instance, frames, frames, count);
+}
 
-    explicit Rig(float sampleRate = 48000.0f) {
-        context.sampleRate = sampleRate;
-        context.meter = &meter;
-        meter.metersWanted = meter.audioActive = 1;
-        for (int i = 0; i < PARAM_COUNT; i++) context.liveValue[i] = PARAM_INFO[i].defaultValue;
-        Set(PARAM_COMP_ENABLE, 1.0f);
-    }
-    ~Rig() {
-        for (CompressorState &state : engine->compressor) CompressorRelease(&state);
-        free(engine);
-    }
-    void Set(int row, float value) { context.liveValue[row] = value; }
+struct CompressorRig : UnitRig {
+    CompressorRig() : UnitRig(RunOnItself, PARAM_COMP_ENABLE) {}
     CompressorState &State() { return engine->compressor[0]; }
-    // Runs the frames in SubBlocks of 32, the detector being the frames themselves.
-    std::vector<float> Run(std::vector<float> frames) {
-        for (size_t at = 0; at < frames.size() / 2; at += 32) {
-            float *block = frames.data() + 2 * at;
-            CompressorRun(engine, &context, 0, block, block,
-                          (int)std::min<size_t>(32, frames.size() / 2 - at));
-        }
-        return frames;
-    }
 };
 
 std::vector<float> Constant(size_t frames, float level) { return std::vector<float>(2 * frames, level); }
 
-std::vector<float> Noise(size_t frames, unsigned seed, float amplitude) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-amplitude, amplitude);
-    std::vector<float> samples(2 * frames);
-    for (float &s : samples) s = uniform(random);
-    return samples;
-}
-
-}  // namespace
-
-TEST(Compressor, below_threshold_the_reduction_relaxes_at_the_release_rate) {
-    Rig rig;
-    rig.Set(PARAM_COMP_ATTACK, 0.0f);  // the attack plays no part below the threshold
-    rig.Run(Constant(32, 0.0f));
-    rig.State().reductionDb = -12.0f;
-    // Release 0.4 is 0.642857 s: 30,857 frames cover 99 % of the way, half of them 90 %.
-    rig.Run(Constant(15424, 0.0f));
-    EXPECT_NEAR(rig.State().reductionDb, -1.2f, 0.005f);
-    rig.Run(Constant(15433, 0.0f));
-    EXPECT_NEAR(rig.State().reductionDb, -0.12f, 0.0005f);
-}
-
-TEST(Compressor, above_threshold_settles_at_the_slope_times_the_overshoot) {
-    Rig rig;
-    rig.Set(PARAM_COMP_MAKEUP, 0.5f);
-    // Energy 0.25 is -6.02 dB, 5.98 dB over the default threshold of -12 dB.
-    std::vector<float> out = rig.Run(Constant(48000, 0.5f));
-    float expected = 0.475f * (-12.0f - 10.0f * log10f(0.25f + 0.0001f));
-    EXPECT_NEAR(rig.State().reductionDb, expected, 1e-3f);
-    EXPECT_NEAR(out.back(), 0.5f * powf(10.0f, expected / 20.0f), 1e-4f);
-    // Ratio 0 never compresses.
-    Rig flat;
-    flat.Set(PARAM_COMP_RATIO, 0.0f);
-    flat.Run(Constant(4800, 0.5f));
+TEST(Compressor, release_rate_slope_threshold_and_makeup_follow_their_ranges) {
+    {
+        // Below the threshold the reduction relaxes at the release rate (the
+        // attack plays no part): Release 0.4 is 0.642857 s, in which 30,857
+        // frames cover 99 % of the way and half of them 90 %.
+        CompressorRig rig;
+        rig.Set(PARAM_COMP_ATTACK, 0.0f);
+        rig.Through(Constant(32, 0.0f));
+        rig.State().reductionDb = -12.0f;
+        rig.Through(Constant(15424, 0.0f));
+        EXPECT_NEAR(rig.State().reductionDb, -1.2f, 0.005f);
+        rig.Through(Constant(15433, 0.0f));
+        EXPECT_NEAR(rig.State().reductionDb, -0.12f, 0.0005f);
+    }
+    {
+        // Above it the reduction settles at the slope times the overshoot:
+        // energy 0.25 is -6.02 dB, 5.98 dB over the default threshold of -12 dB.
+        CompressorRig rig;
+        rig.Set(PARAM_COMP_MAKEUP, 0.5f);
+        std::vector<float> out = rig.Through(Constant(48000, 0.5f));
+        float expected = 0.475f * (-12.0f - 10.0f * log10f(0.25f + 0.0001f));
+        EXPECT_NEAR(rig.State().reductionDb, expected, 1e-3f);
+        EXPECT_NEAR(out.back(), 0.5f * powf(10.0f, expected / 20.0f), 1e-4f);
+    }
+    CompressorRig flat, below, above, floor;
+    flat.Set(PARAM_COMP_RATIO, 0.0f);  // ratio 0 never compresses
+    flat.Through(Constant(4800, 0.5f));
     EXPECT_EQ(flat.State().reductionDb, 0.0f);
-}
-
-TEST(Compressor, threshold_spans_the_level_floor_to_full_scale_energy) {
-    Rig below, above;
+    // The threshold spans the level's floor to full-scale energy.
     below.Set(PARAM_COMP_THRESHOLD, 1.0f), above.Set(PARAM_COMP_THRESHOLD, 1.0f);
-    below.Run(Constant(4800, 0.99f));
-    above.Run(Constant(4800, 1.0f));
+    below.Through(Constant(4800, 0.99f));
+    above.Through(Constant(4800, 1.0f));
     EXPECT_EQ(below.State().reductionDb, 0.0f);
     EXPECT_LT(above.State().reductionDb, 0.0f);
-    // At -40 dB the threshold meets the level's floor: silence gets no audible reduction.
-    Rig floor;
+    // At -40 dB the threshold meets the floor: silence gets no audible reduction.
     floor.Set(PARAM_COMP_THRESHOLD, 0.0f), floor.Set(PARAM_COMP_RATIO, 1.0f);
-    floor.Run(Constant(48000, 0.0f));
+    floor.Through(Constant(48000, 0.0f));
     EXPECT_GT(floor.State().reductionDb, -1e-4f);
-}
 
-TEST(Compressor, makeup_is_unity_at_half_and_two_decibels_by_default) {
-    std::vector<float> in = Noise(4800, 1, 0.1f);  // about -23 dB, below the threshold
-    Rig unity;
+    // Makeup is unity at half and 2 dB by default (about -23 dB of noise stays below the threshold).
+    std::vector<float> in = Noise(4800, 1, 0.1f);
+    CompressorRig unity, standard;
     unity.Set(PARAM_COMP_MAKEUP, 0.5f);
-    EXPECT_EQ(unity.Run(in), in);
-    Rig standard;
-    std::vector<float> out = standard.Run(in);
+    EXPECT_EQ(unity.Through(in), in);
+    std::vector<float> out = standard.Through(in);
     for (size_t i = 0; i < in.size(); i++) ASSERT_NEAR(out[i], in[i] * 1.2589254f, 1e-6f) << i;
 }
 
@@ -115,30 +72,17 @@ TEST(Compressor, sidechain_by_dry_keeps_compressing_when_an_earlier_unit_mutes_t
     float gain[2], reduction[2], inputDb[2];
     std::vector<float> input = Noise(96000, 3, 0.8f);
     for (int byDry = 0; byDry < 2; byDry++) {
-        EngineContext context = {};
-        MeterBlock meter = {};
-        context.sampleRate = 48000.0f, context.samplesPerBeat = 24000.0f, context.meter = &meter;
-        float *v = context.liveValue;
-        for (int i = 0; i < PARAM_COUNT; i++) v[i] = PARAM_INFO[i].defaultValue;
-        v[PARAM_EFFECT_SLOT] = ParamEncodeWhole(UnitTranceGate);
-        v[PARAM_EFFECT_SLOT + 1] = ParamEncodeWhole(UnitCompressor);
-        v[PARAM_GATE_ENABLE] = 1.0f, v[PARAM_GATE_MIX] = 0.99f;
-        v[PARAM_GATE_LEFT] = ParamEncodeWhole(0);
-        v[PARAM_COMP_ENABLE] = 1.0f, v[PARAM_COMP_MAKEUP] = 0.5f;
-        v[PARAM_COMP_SIDECHAIN] = byDry ? 1.0f : 0.0f;
-        const EngineBackend *backend = EngineBackendOfLevel(1);
-        std::vector<float> wet(input.size());
-        for (size_t at = 0; at < input.size(); at += 2 * 1000) {
-            context.dryBlock = input.data() + at;
-            backend->process(&context, wet.data() + at, 1000);
-        }
+        EngineRig rig;
+        rig.Place(0, UnitTranceGate), rig.Place(1, UnitCompressor);
+        rig.values[PARAM_GATE_MIX] = 0.99f, rig.values[PARAM_GATE_LEFT] = ParamEncodeWhole(0);
+        rig.values[PARAM_COMP_MAKEUP] = 0.5f, rig.values[PARAM_COMP_SIDECHAIN] = byDry ? 1.0f : 0.0f;
+        std::vector<float> wet = rig.Run(input, 1000, 1);
         double in = 0.0, out = 0.0;
         for (size_t i = input.size() / 2; i < input.size(); i++)
             in += (double)input[i] * input[i], out += (double)wet[i] * wet[i];
         gain[byDry] = (float)sqrt(out / in);
-        reduction[byDry] = context.engine->compressor[0].reductionDb;
-        inputDb[byDry] = meter.compressorInputDb[0];
-        backend->destroy(&context);
+        reduction[byDry] = rig.context.engine->compressor[0].reductionDb;
+        inputDb[byDry] = rig.meter.compressorInputDb[0];
     }
     // The muted chain alone lets the gain open fully; the dry input holds it down.
     EXPECT_GT(reduction[0], -0.01f);
@@ -149,52 +93,42 @@ TEST(Compressor, sidechain_by_dry_keeps_compressing_when_an_earlier_unit_mutes_t
     EXPECT_GT(inputDb[1], -10.0f);
 }
 
-TEST(Compressor, meters_read_minus_infinity_until_sound_has_passed) {
-    Rig rig;
-    rig.Run(Constant(100, 0.0f));
+TEST(Compressor, meters_wait_for_sound_and_rings_follow_the_rate_and_outlive_release_with_their_sums) {
+    CompressorRig rig;
+    rig.Through(Constant(100, 0.0f));
     EXPECT_EQ(rig.meter.compressorInputDb[0], -INFINITY);
     EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
     // No output level while the editor is closed or the plug-in silent.
     rig.meter.metersWanted = 0;
-    std::vector<float> click = Constant(1, 0.0f);
-    click[0] = 1.0f;
-    rig.Run(click);
+    std::vector<float> click = Click(1, 1.0f, 0.0f);
+    rig.Through(click);
     EXPECT_NEAR(rig.meter.compressorInputDb[0], 10.0f * log10f(1.0f / 1200.0f), 1e-4f);
     EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
     rig.meter.metersWanted = 1, rig.meter.audioActive = 0;
-    rig.Run(click);
+    rig.Through(click);
     EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
     rig.meter.audioActive = 1;
-    rig.Run(click);
+    rig.Through(click);
     EXPECT_NEAR(rig.meter.compressorOutputDb[0], 10.0f * log10f(1.2589254f * 1.2589254f / 1200.0f), 1e-4f);
-}
 
-TEST(Compressor, rings_follow_the_sample_rate_and_release_keeps_the_sums) {
-    Rig rig;
-    rig.Run(Noise(1000, 4, 0.9f));
-    CompressorState &state = rig.State();
+    CompressorRig rings;
+    rings.Through(Noise(1000, 4, 0.9f));
+    CompressorState &state = rings.State();
     ASSERT_EQ(state.ringLength, 1200u);
     EXPECT_EQ(state.ringIndex, 1000u);
-    float inputSum = state.inputSum, outputSum = state.outputSum, reduction = state.reductionDb;
-    // A shorter ring, at 32 kHz, starts its index again; the sums stay.
-    rig.context.sampleRate = 32000.0f;
-    rig.Run(Constant(1, 0.0f));
+    float inputSum = state.inputSum, outputSum = state.outputSum;
+    rings.context.sampleRate = 32000.0f;  // a shorter ring starts its index again; the sums stay
+    rings.Through(Constant(1, 0.0f));
     EXPECT_EQ(state.ringLength, 800u);
     EXPECT_EQ(state.ringIndex, 1u);
     EXPECT_EQ(state.inputSum, inputSum);
     EXPECT_EQ(state.outputSum, outputSum);
-    // A longer one keeps the index.
-    rig.context.sampleRate = 96000.0f;
-    rig.Run(Constant(1, 0.0f));
+    rings.context.sampleRate = 96000.0f;  // a longer one keeps the index
+    rings.Through(Constant(1, 0.0f));
     EXPECT_EQ(state.ringLength, 2400u);
     EXPECT_EQ(state.ringIndex, 2u);
-    reduction = state.reductionDb;
-    // Disabled, the compressor keeps its rings and passes the audio.
-    rig.Set(PARAM_COMP_ENABLE, 0.5f);
-    std::vector<float> in = Noise(64, 5, 0.9f);
-    EXPECT_EQ(rig.Run(in), in);
-    EXPECT_NE(state.inputRing, nullptr);
     // The engine's reset releases the rings alone.
+    float reduction = state.reductionDb;
     CompressorRelease(&state);
     EXPECT_EQ(state.inputRing, nullptr);
     EXPECT_EQ(state.outputRing, nullptr);
@@ -204,11 +138,10 @@ TEST(Compressor, rings_follow_the_sample_rate_and_release_keeps_the_sums) {
     EXPECT_EQ(state.reductionDb, reduction);
 }
 
-// ---- against a plain model, written out from the description ----
-
-namespace {
-
-struct Model {
+// Written out from the description: rings of 25 ms of the larger channel's
+// energy, the gain from the reduction at the SubBlock's start, the reduction
+// moving toward its target per frame.
+struct CompressorModel {
     std::vector<float> inputRing, outputRing;
     uint64_t index = 0;
     float inputSum = 0.0f, outputSum = 0.0f, reductionDb = 0.0f, inputDb = 0.0f, outputDb = 0.0f;
@@ -220,20 +153,17 @@ struct Model {
             inputRing.assign(n, 0.0f), outputRing.assign(n, 0.0f);
             if (index >= n) index = 0;
         }
-        float makeup = 40.0f * v[PARAM_COMP_MAKEUP] - 20.0f;
-        float threshold = (v[PARAM_COMP_THRESHOLD] - 1.0f) * 40.0f;
+        float makeup = 40.0f * v[PARAM_COMP_MAKEUP] - 20.0f, threshold = (v[PARAM_COMP_THRESHOLD] - 1.0f) * 40.0f;
         float slope = 0.95f * v[PARAM_COMP_RATIO];
         float a = expf(-4.6051702f / (sr * LongTimeCurve(v[PARAM_COMP_ATTACK])));
         float r = expf(-4.6051702f / (sr * LongTimeCurve(v[PARAM_COMP_RELEASE])));
-        float invN = 1.0f / (float)n;
-        float level = 4.3429446f * logf(invN * inputSum + 0.0001f);
+        float invN = 1.0f / (float)n, level = 4.3429446f * logf(invN * inputSum + 0.0001f);
         float target = 0.0f, k = 1.0f - r;
         if (level > threshold) target = slope * (threshold - level), k = 1.0f - a;
         float g = expf((reductionDb + makeup) * 0.05f * 2.3025851f);
         for (int i = 0; i < count; i++) {
-            float l = detector[2 * i], rr = detector[2 * i + 1];
             inputSum = fmaxf(inputSum - inputRing[index], 0.0f);
-            float e = fmaxf(l * l, rr * rr);
+            float e = fmaxf(detector[2 * i] * detector[2 * i], detector[2 * i + 1] * detector[2 * i + 1]);
             inputRing[index] = e;
             inputSum += e;
             reductionDb = (target - reductionDb) * k + reductionDb;
@@ -251,38 +181,35 @@ struct Model {
     }
 };
 
-}  // namespace
-
 // Same float operations in the same order: output, reduction and meters
-// equal bit for bit, at settings from one end of each range to the other.
+// equal bit for bit, with a detector of its own now and then, at settings
+// from one end of each range to the other and at several sample rates.
 TEST(Compressor, matches_a_plain_model_bit_for_bit_under_random_changes) {
-    const int rows[] = {PARAM_COMP_ATTACK, PARAM_COMP_RELEASE, PARAM_COMP_MAKEUP,
-                        PARAM_COMP_THRESHOLD, PARAM_COMP_RATIO};
+    const int rows[] = {PARAM_COMP_ATTACK, PARAM_COMP_RELEASE, PARAM_COMP_MAKEUP, PARAM_COMP_THRESHOLD,
+                        PARAM_COMP_RATIO};
     const float rates[] = {48000.0f, 44100.0f, 8000.0f, 192000.0f};
     for (int instance : {0, 2}) {
-        std::mt19937 random(30 + instance);
-        std::uniform_real_distribution<float> unit(0.0f, 1.0f), sample(-1.0f, 1.0f);
-        Rig rig;
+        Random random(30 + instance);
+        CompressorRig rig;
         float *v = rig.context.liveValue + instance;
-        v[PARAM_COMP_ENABLE] = 1.0f;
-        Model model;
+        CompressorModel model;
         float amplitude = 1.0f;
         for (int block = 0; block < 6000; block++) {
-            float change = unit(random);
-            if (change < 0.2f) v[rows[random() % 5]] = random() % 4 ? unit(random) : (float)(random() % 2);
-            else if (change < 0.22f) v[PARAM_COMP_ENABLE] = unit(random) < 0.3f ? 0.0f : 1.0f;
-            else if (change < 0.23f) rig.context.sampleRate = rates[random() % 4];
-            else if (change < 0.25f) rig.meter.metersWanted = random() % 2;
-            else if (change < 0.3f) amplitude = (float)(random() % 4) * unit(random) * 10.0f;
-            int count = 1 + (int)(random() % 32);
+            float change = random.Unit();
+            if (change < 0.2f) v[rows[random.Below(5)]] = random.Value(0.25f);
+            else if (change < 0.22f) v[PARAM_COMP_ENABLE] = random.Chance(0.3f) ? 0.0f : 1.0f;
+            else if (change < 0.23f) rig.context.sampleRate = rates[random.Below(4)];
+            else if (change < 0.25f) rig.meter.metersWanted = random.Below(2);
+            else if (change < 0.3f) amplitude = (float)random.Below(4) * random.Unit() * 10.0f;
+            int count = 1 + (int)random.Below(32);
             float frames[64], expected[64], detector[64];
             for (int i = 0; i < 2 * count; i++) {
-                frames[i] = expected[i] = amplitude * sample(random);
-                detector[i] = block % 3 ? frames[i] : sample(random);
+                frames[i] = expected[i] = amplitude * random.Sample();
+                detector[i] = block % 3 ? frames[i] : random.Sample();
             }
             CompressorRun(rig.engine, &rig.context, instance, frames, block % 3 ? frames : detector, count);
-            model.Run(v, rig.context.sampleRate, rig.meter.metersWanted, expected,
-                      block % 3 ? expected : detector, count);
+            model.Run(v, rig.context.sampleRate, rig.meter.metersWanted, expected, block % 3 ? expected : detector,
+                      count);
             for (int i = 0; i < 2 * count; i++) {
                 ASSERT_EQ(frames[i], expected[i]) << "block " << block << ", sample " << i;
                 ASSERT_TRUE(isfinite(frames[i]));
@@ -297,3 +224,5 @@ TEST(Compressor, matches_a_plain_model_bit_for_bit_under_random_changes) {
         }
     }
 }
+
+}  // namespace

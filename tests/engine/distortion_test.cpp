@@ -1,21 +1,12 @@
 // The Multiband Distortion: its nineteen shapers against their formulas, the
-// whole unit against a plain per-sample model (bit for bit at levels 1 to 4),
-// the band split that its instances share, and what Enable and Mix leave alone.
+// whole unit against a plain per-sample model in every build, the band split
+// that its instances share, and finite output at any drive.
 #include <gtest/gtest.h>
-#include <cmath>
-#include <math.h>
 #include <string.h>
 
-#include <random>
-#include <vector>
+#include <cmath>
 
-#include "engine/backend.h"
-#include "engine/dsp.h"
-#include "engine/dispatch.h"
-#include "engine/units.h"
-#include "shell/params.h"
-
-using namespace EngineLevel1;
+#include "tests/support/engine_rig.h"
 
 namespace {
 
@@ -39,13 +30,9 @@ float ModelShape(int mode, float v) {
     case 4: return 0.5f * v * (5.6f + fabsf(v)) / (1.0f + v * v + 4.6f * fabsf(v));
     case 5: u = tanhf(v); return 0.5f * u * u * u;
     case 6: return v < -0.5f ? -0.5f : v > 0.5f ? 0.5f : v;
-    case 7:
+    case 7: case 8:
         u = fmodf(fabsf(v), 2.0f);
-        if (u > 1.0f) u = 2.0f - u;
-        return v < 0.0f ? -(u * 0.5f) : u * 0.5f;
-    case 8:
-        u = fmodf(fabsf(v), 2.0f);
-        if (u > 1.0f) u = u - 2.0f;
+        if (u > 1.0f) u = mode == 7 ? 2.0f - u : u - 2.0f;
         return v < 0.0f ? -(u * 0.5f) : u * 0.5f;
     case 9: return v / (v * v + 1.0f);
     case 10: return FastSin(1.57f * v) * 0.5f;
@@ -71,11 +58,11 @@ float ModelShape(int mode, float v) {
 
 struct Settings {
     float low = 0.5f, mid = 0.5f, high = 0.5f, mix = 1.0f;
-    int mode = OFF;
+    int mode = OFF;  // -1: a raw 0
 };
 
 // One instance's SubBlock through the shared band split, sample by sample.
-void ModelRun(float split[4][2], const Settings &p, float sampleRate, float *frames, int count) {
+void SplitModel(float split[4][2], const Settings &p, float sampleRate, float *frames, int count) {
     float kLow = 2.0f * FastSin(1256.6f / sampleRate), kHigh = 2.0f * FastSin(6283.0f / sampleRate);
     auto gain = [](float p) { return p * p * p * p * 74.25f + 0.75f; };
     for (int i = 0; i < count; i++)
@@ -90,158 +77,104 @@ void ModelRun(float split[4][2], const Settings &p, float sampleRate, float *fra
         }
 }
 
-// The engine with distortion instances in its first slots, run through one
-// build in chunks of 256 frames at 48 kHz; Post Gain stays at unity.
-struct Chain {
-    EngineContext context = {};
-    MeterBlock meter = {};
-
+// Distortion instances in the first slots of the whole frame at 48 kHz.
+struct Chain : EngineRig {
     Chain(std::initializer_list<std::pair<int, Settings>> instances) {
-        context.sampleRate = 48000.0f;
-        context.samplesPerBeat = 24000.0f;
-        context.meter = &meter;
-        for (int i = 0; i < PARAM_COUNT; i++) context.liveValue[i] = PARAM_INFO[i].defaultValue;
         int slot = 0;
         for (auto &[instance, p] : instances) {
-            float *v = context.liveValue + instance;
-            context.liveValue[PARAM_EFFECT_SLOT + slot++] = ParamEncodeWhole(instance * 9 + 2);
-            v[PARAM_DIST_ENABLE] = 1.0f, v[PARAM_DIST_MIX] = p.mix, v[PARAM_DIST_LOW] = p.low;
-            v[PARAM_DIST_MID] = p.mid, v[PARAM_DIST_HIGH] = p.high;
-            v[PARAM_DIST_MODE] = p.mode < 0 ? 0.0f : ParamEncodeWhole(p.mode);
+            Place(slot++, instance * 9 + UnitDistortion);
+            float *v = values + instance;
+            v[PARAM_DIST_MIX] = p.mix, v[PARAM_DIST_LOW] = p.low, v[PARAM_DIST_MID] = p.mid;
+            v[PARAM_DIST_HIGH] = p.high, v[PARAM_DIST_MODE] = p.mode < 0 ? 0.0f : ParamEncodeWhole(p.mode);
         }
-    }
-    ~Chain() { EngineBackendOfLevel(1)->destroy(&context); }
-
-    std::vector<float> Run(std::vector<float> input, int level) {
-        std::vector<float> output(input.size());
-        for (size_t at = 0; at < input.size(); at += 512) {
-            int frames = (int)std::min<size_t>(256, (input.size() - at) / 2);
-            context.dryBlock = &input[at];
-            EngineBackendOfLevel(level)->process(&context, &output[at], frames);
-        }
-        return output;
     }
 };
 
-std::vector<float> Noise(size_t frames, unsigned seed, float amplitude) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-amplitude, amplitude);
-    std::vector<float> signal(2 * frames);
-    for (float &s : signal) s = uniform(random);
-    return signal;
-}
-
-}  // namespace
-
-TEST(Distortion, ShapersFollowTheirFormulasBitForBit) {
-    std::vector<float> inputs = {0.0f, -0.0f, 0.001f, -0.001f, 0.000999f, -0.000999f, 1.0f,
-                                 -1.0f, 2.0f, -2.0f, 3.0f, -50.0f, -50.0001f, 8388609.0f,
-                                 16777216.0f, -3e38f, 3e38f, 1e-40f, -1e-40f};
+TEST(Distortion, shapers_follow_their_formulas_bit_for_bit_and_meet_their_landmarks) {
+    std::vector<float> inputs = {0.0f, -0.0f, 0.001f, -0.001f, 0.000999f, -0.000999f, 1.0f, -1.0f, 2.0f, -2.0f,
+                                 3.0f, -50.0f, -50.0001f, 8388609.0f, 16777216.0f, -3e38f, 3e38f, 1e-40f, -1e-40f};
     for (float v = -120.0f; v < 120.0f; v += 0.00731f) inputs.push_back(v);
     // Where the formula itself overflows into inf / inf, or the sine's phase
     // is lost, the unit holds its drive instead: finite there, exact elsewhere.
     for (int mode = -1; mode <= MODES; mode++)
         for (float v : inputs) {
-            float model = ModelShape(mode, v);
-            bool sineBeyondReduction = mode == 10 && fabsf(v) > 1e7f;
-            if (!std::isfinite(model) || sineBeyondReduction)
-                ASSERT_TRUE(std::isfinite(DistortionShape(mode, v))) << "mode " << mode << " at " << v;
+            float model = ModelShape(mode, v), shaped = DistortionShape(mode, v);
+            if (!std::isfinite(model) || (mode == 10 && fabsf(v) > 1e7f))
+                ASSERT_TRUE(std::isfinite(shaped)) << "mode " << mode << " at " << v;
             else
-                ASSERT_TRUE(SameBits(DistortionShape(mode, v), model))
-                    << "mode " << mode << " at " << v << ": " << DistortionShape(mode, v);
+                ASSERT_TRUE(SameBits(shaped, model)) << "mode " << mode << " at " << v << ": " << shaped;
         }
-}
-
-TEST(Distortion, ShapersAtTheirLandmarks) {
-    EXPECT_EQ(DistortionShape(FOLDBACK, 1.5f), 0.25f);
-    EXPECT_EQ(DistortionShape(FOLDBACK, -1.5f), -0.25f);
-    EXPECT_EQ(DistortionShape(WRAPBACK, 1.5f), -0.25f);
-    EXPECT_EQ(DistortionShape(WRAPBACK, -1.5f), 0.25f);
-    EXPECT_EQ(DistortionShape(TEETH, -2.25f), -0.125f);
-    EXPECT_EQ(DistortionShape(TEETH, 2.75f), 0.375f);
-    EXPECT_EQ(DistortionShape(ASYM_2, -60.0f), -1.0f);
+    const struct { int mode; float in, out; } landmarks[] = {
+        {FOLDBACK, 1.5f, 0.25f}, {FOLDBACK, -1.5f, -0.25f}, {WRAPBACK, 1.5f, -0.25f}, {WRAPBACK, -1.5f, 0.25f},
+        {TEETH, -2.25f, -0.125f}, {TEETH, 2.75f, 0.375f},   {ASYM_2, -60.0f, -1.0f},  {DIGITAL, 0.7f, 0.5f},
+        {DIGITAL, -3.0f, -0.5f},  {DIGITAL, 0.3f, 0.3f},    {OFF, 7.0f, 7.0f},        {MODES, 7.0f, 7.0f}};
+    for (auto l : landmarks) EXPECT_EQ(DistortionShape(l.mode, l.in), l.out) << l.mode << " at " << l.in;
     EXPECT_NEAR(DistortionShape(ASYM_2, -50.0f), -1.0f, 1e-6f);
-    EXPECT_EQ(DistortionShape(DIGITAL, 0.7f), 0.5f);
-    EXPECT_EQ(DistortionShape(DIGITAL, -3.0f), -0.5f);
-    EXPECT_EQ(DistortionShape(DIGITAL, 0.3f), 0.3f);
-    EXPECT_EQ(DistortionShape(OFF, 7.0f), 7.0f);
-    EXPECT_EQ(DistortionShape(MODES, 7.0f), 7.0f);  // outside the table: passed on
 }
 
-TEST(Distortion, UnitMatchesItsModelInEveryModeAtLevelsOneToFour) {
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> dial(0.0f, 1.0f);
+TEST(Distortion, unit_matches_its_model_in_every_mode_and_every_build) {
+    Random random(7);
     std::vector<float> input = Noise(3000, 11, 0.8f);
     for (int mode = -1; mode <= MODES; mode++) {
         Settings p;
-        p.low = dial(random), p.mid = dial(random), p.high = dial(random);
-        p.mix = mode % 3 == 0 ? 1.0f : dial(random);
+        p.low = random.Unit(), p.mid = random.Unit(), p.high = random.Unit();
+        p.mix = mode % 3 == 0 ? 1.0f : random.Unit();
         p.mode = mode;
         std::vector<float> expected = input;
         float split[4][2] = {};
-        ModelRun(split, p, 48000.0f, expected.data(), 3000);
+        SplitModel(split, p, 48000.0f, expected.data(), 3000);
         for (int level = 1; level <= 5; level++) {
             Chain chain({{1, p}});
-            std::vector<float> output = chain.Run(input, level);
+            std::vector<float> output = chain.Run(input, 256, level);
             for (size_t i = 0; i < input.size(); i++) {
                 if (level < 5)
-                    ASSERT_TRUE(SameBits(output[i], expected[i]))
-                        << "mode " << mode << " level " << level << " sample " << i;
+                    ASSERT_TRUE(SameBits(output[i], expected[i])) << "mode " << mode << " level " << level << " sample " << i;
                 else  // the AVX-512 build fuses multiply-adds
-                    ASSERT_NEAR(output[i], expected[i], 1e-4f * (1.0f + fabsf(expected[i])))
-                        << "mode " << mode << " sample " << i;
+                    ASSERT_NEAR(output[i], expected[i], 1e-4f * (1.0f + fabsf(expected[i]))) << "mode " << mode << " sample " << i;
             }
         }
     }
 }
 
-TEST(Distortion, OffWithDefaultPreGainsIsAGainOfAbout5_39) {
-    std::vector<float> input = Noise(2000, 3, 1.0f);
-    Chain chain({{0, Settings()}});
-    std::vector<float> output = chain.Run(input, 1);
+TEST(Distortion, off_gains_5_39_mix_zero_passes_dry_and_disabled_leaves_audio_and_split_alone) {
+    std::vector<float> input = Noise(2000, 3);
+    Chain off({{0, Settings()}});
+    std::vector<float> output = off.Run(input, 256, 1);
     for (size_t i = 0; i < input.size(); i++) EXPECT_NEAR(output[i], 5.390625f * input[i], 2e-6f);
+
+    Settings loud;
+    loud.low = loud.mid = loud.high = 1.0f, loud.mix = 0.0f, loud.mode = 4;
+    Chain dry({{2, loud}});
+    EXPECT_EQ(dry.Run(input, 256, 1), input);
+    EXPECT_NE(dry.context.engine->distortionShared.bandSplit.s1[0], 0.0f);  // the split still ran
+
+    Chain disabled({{0, Settings()}});
+    disabled.values[PARAM_DIST_ENABLE] = 0.5f;
+    EXPECT_EQ(disabled.Run(input, 256, 1), input);
+    BandSplitState zero = {};
+    EXPECT_EQ(memcmp(&disabled.context.engine->distortionShared.bandSplit, &zero, sizeof zero), 0);
 }
 
-TEST(Distortion, MixZeroPassesTheDrySignalExactly) {
-    Settings p;
-    p.low = p.mid = p.high = 1.0f, p.mix = 0.0f, p.mode = 4;
-    std::vector<float> input = Noise(1000, 5, 1.0f);
-    Chain chain({{2, p}});
-    EXPECT_EQ(chain.Run(input, 1), input);
-    // The band split still ran.
-    EXPECT_NE(chain.context.engine->distortionShared.bandSplit.s1[0], 0.0f);
-}
-
-TEST(Distortion, TwoInstancesInAChainRunThroughOneBandSplit) {
+TEST(Distortion, two_instances_in_a_chain_run_through_one_band_split) {
     Settings first, second;
     first.mode = 11, first.low = 0.9f, first.mix = 0.7f;
     second.mode = 3, second.high = 0.8f;
     std::vector<float> input = Noise(1000, 9, 0.5f);
     Chain chain({{0, first}, {2, second}});
-    std::vector<float> output = chain.Run(input, 1);
+    std::vector<float> output = chain.Run(input, 256, 1);
     // Per SubBlock the second instance continues from where the first ended.
     std::vector<float> expected = input;
     float split[4][2] = {};
     for (int at = 0; at < 1000; at += 32) {
         int count = std::min(32, 1000 - at);
-        ModelRun(split, first, 48000.0f, &expected[2 * at], count);
-        ModelRun(split, second, 48000.0f, &expected[2 * at], count);
+        SplitModel(split, first, 48000.0f, &expected[2 * at], count);
+        SplitModel(split, second, 48000.0f, &expected[2 * at], count);
     }
     for (size_t i = 0; i < input.size(); i++) ASSERT_TRUE(SameBits(output[i], expected[i])) << i;
-    const BandSplitState &shared = chain.context.engine->distortionShared.bandSplit;
-    EXPECT_TRUE(SameBits(shared.s4[1], split[3][1]));
+    EXPECT_TRUE(SameBits(chain.context.engine->distortionShared.bandSplit.s4[1], split[3][1]));
 }
 
-TEST(Distortion, DisabledUnitLeavesAudioAndBandSplitAlone) {
-    Chain chain({{0, Settings()}});
-    chain.context.liveValue[PARAM_DIST_ENABLE] = 0.5f;
-    std::vector<float> input = Noise(500, 1, 1.0f);
-    EXPECT_EQ(chain.Run(input, 1), input);
-    BandSplitState zero = {};
-    EXPECT_EQ(memcmp(&chain.context.engine->distortionShared.bandSplit, &zero, sizeof zero), 0);
-}
-
-TEST(Distortion, FiniteInputStaysFiniteInEveryModeAtExtremeSettings) {
+TEST(Distortion, finite_input_stays_finite_in_every_mode_at_extreme_settings) {
     std::vector<float> input = Noise(4000, 2, 1000.0f);
     for (size_t i = 0; i < input.size(); i += 97) input[i] = i % 2 ? 1e6f : -1e6f;
     for (float sampleRate : {8000.0f, 48000.0f, 192000.0f})
@@ -251,7 +184,9 @@ TEST(Distortion, FiniteInputStaysFiniteInEveryModeAtExtremeSettings) {
                 p.low = p.mid = p.high = gains, p.mix = 0.5f, p.mode = mode;
                 Chain chain({{0, p}});
                 chain.context.sampleRate = sampleRate;
-                for (float s : chain.Run(input, 4))
-                    ASSERT_TRUE(isfinite(s)) << "mode " << mode << " at " << sampleRate;
+                for (float s : chain.Run(input, 256, 4))
+                    ASSERT_TRUE(std::isfinite(s)) << "mode " << mode << " at " << sampleRate;
             }
 }
+
+}  // namespace

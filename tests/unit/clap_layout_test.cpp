@@ -5,382 +5,142 @@
 #include <cstddef>
 #include "clap/clap.h"
 
-#define EXPECT_SIZE(type, size, align)      \
-    EXPECT_EQ(sizeof(type), size##u) << #type; \
-    EXPECT_EQ(alignof(type), align##u) << #type
-#define EXPECT_AT(type, field, offset) EXPECT_EQ(offsetof(type, field), offset##u) << #type "." #field
+// In a block of its own per record: LAYOUT names the record, AT one field.
+#define LAYOUT(type, size, align)                    \
+    using T = type;                                  \
+    const char *record = #type;                      \
+    EXPECT_EQ(sizeof(T), size##u) << record;         \
+    EXPECT_EQ(alignof(T), align##u) << record
+#define AT(field, offset) EXPECT_EQ(offsetof(T, field), offset##u) << record << "." #field
 
 TEST(ClapLayout, core_records_match_clap_abi) {
-    EXPECT_SIZE(clap_version_t, 12, 4);
-    EXPECT_AT(clap_version_t, major, 0);
-    EXPECT_AT(clap_version_t, minor, 4);
-    EXPECT_AT(clap_version_t, revision, 8);
-    EXPECT_SIZE(clap_plugin_entry_t, 40, 8);
-    EXPECT_AT(clap_plugin_entry_t, clap_version, 0);
-    EXPECT_AT(clap_plugin_entry_t, init, 16);
-    EXPECT_AT(clap_plugin_entry_t, deinit, 24);
-    EXPECT_AT(clap_plugin_entry_t, get_factory, 32);
-    EXPECT_SIZE(clap_color_t, 4, 1);
-    EXPECT_AT(clap_color_t, alpha, 0);
-    EXPECT_AT(clap_color_t, red, 1);
-    EXPECT_AT(clap_color_t, green, 2);
-    EXPECT_AT(clap_color_t, blue, 3);
-    EXPECT_SIZE(clap_host_t, 88, 8);
-    EXPECT_AT(clap_host_t, clap_version, 0);
-    EXPECT_AT(clap_host_t, host_data, 16);
-    EXPECT_AT(clap_host_t, name, 24);
-    EXPECT_AT(clap_host_t, vendor, 32);
-    EXPECT_AT(clap_host_t, url, 40);
-    EXPECT_AT(clap_host_t, version, 48);
-    EXPECT_AT(clap_host_t, get_extension, 56);
-    EXPECT_AT(clap_host_t, request_restart, 64);
-    EXPECT_AT(clap_host_t, request_process, 72);
-    EXPECT_AT(clap_host_t, request_callback, 80);
-    EXPECT_SIZE(clap_audio_buffer_t, 32, 8);
-    EXPECT_AT(clap_audio_buffer_t, data32, 0);
-    EXPECT_AT(clap_audio_buffer_t, data64, 8);
-    EXPECT_AT(clap_audio_buffer_t, channel_count, 16);
-    EXPECT_AT(clap_audio_buffer_t, latency, 20);
-    EXPECT_AT(clap_audio_buffer_t, constant_mask, 24);
-    EXPECT_SIZE(clap_process_t, 64, 8);
-    EXPECT_AT(clap_process_t, steady_time, 0);
-    EXPECT_AT(clap_process_t, frames_count, 8);
-    EXPECT_AT(clap_process_t, transport, 16);
-    EXPECT_AT(clap_process_t, audio_inputs, 24);
-    EXPECT_AT(clap_process_t, audio_outputs, 32);
-    EXPECT_AT(clap_process_t, audio_inputs_count, 40);
-    EXPECT_AT(clap_process_t, audio_outputs_count, 44);
-    EXPECT_AT(clap_process_t, in_events, 48);
-    EXPECT_AT(clap_process_t, out_events, 56);
-    EXPECT_SIZE(clap_plugin_descriptor_t, 88, 8);
-    EXPECT_AT(clap_plugin_descriptor_t, clap_version, 0);
-    EXPECT_AT(clap_plugin_descriptor_t, id, 16);
-    EXPECT_AT(clap_plugin_descriptor_t, name, 24);
-    EXPECT_AT(clap_plugin_descriptor_t, vendor, 32);
-    EXPECT_AT(clap_plugin_descriptor_t, url, 40);
-    EXPECT_AT(clap_plugin_descriptor_t, manual_url, 48);
-    EXPECT_AT(clap_plugin_descriptor_t, support_url, 56);
-    EXPECT_AT(clap_plugin_descriptor_t, version, 64);
-    EXPECT_AT(clap_plugin_descriptor_t, description, 72);
-    EXPECT_AT(clap_plugin_descriptor_t, features, 80);
-    EXPECT_SIZE(clap_plugin_t, 96, 8);
-    EXPECT_AT(clap_plugin_t, desc, 0);
-    EXPECT_AT(clap_plugin_t, plugin_data, 8);
-    EXPECT_AT(clap_plugin_t, init, 16);
-    EXPECT_AT(clap_plugin_t, destroy, 24);
-    EXPECT_AT(clap_plugin_t, activate, 32);
-    EXPECT_AT(clap_plugin_t, deactivate, 40);
-    EXPECT_AT(clap_plugin_t, start_processing, 48);
-    EXPECT_AT(clap_plugin_t, stop_processing, 56);
-    EXPECT_AT(clap_plugin_t, reset, 64);
-    EXPECT_AT(clap_plugin_t, process, 72);
-    EXPECT_AT(clap_plugin_t, get_extension, 80);
-    EXPECT_AT(clap_plugin_t, on_main_thread, 88);
-    EXPECT_SIZE(clap_plugin_factory_t, 24, 8);
-    EXPECT_AT(clap_plugin_factory_t, get_plugin_count, 0);
-    EXPECT_AT(clap_plugin_factory_t, get_plugin_descriptor, 8);
-    EXPECT_AT(clap_plugin_factory_t, create_plugin, 16);
-    EXPECT_SIZE(clap_istream_t, 16, 8);
-    EXPECT_AT(clap_istream_t, ctx, 0);
-    EXPECT_AT(clap_istream_t, read, 8);
-    EXPECT_SIZE(clap_ostream_t, 16, 8);
-    EXPECT_AT(clap_ostream_t, ctx, 0);
-    EXPECT_AT(clap_ostream_t, write, 8);
+    { LAYOUT(clap_version_t, 12, 4); AT(major, 0); AT(minor, 4); AT(revision, 8); }
+    { LAYOUT(clap_plugin_entry_t, 40, 8); AT(clap_version, 0); AT(init, 16); AT(deinit, 24);
+      AT(get_factory, 32); }
+    { LAYOUT(clap_color_t, 4, 1); AT(alpha, 0); AT(red, 1); AT(green, 2); AT(blue, 3); }
+    { LAYOUT(clap_host_t, 88, 8); AT(clap_version, 0); AT(host_data, 16); AT(name, 24); AT(vendor, 32);
+      AT(url, 40); AT(version, 48); AT(get_extension, 56); AT(request_restart, 64); AT(request_process, 72);
+      AT(request_callback, 80); }
+    { LAYOUT(clap_audio_buffer_t, 32, 8); AT(data32, 0); AT(data64, 8); AT(channel_count, 16);
+      AT(latency, 20); AT(constant_mask, 24); }
+    { LAYOUT(clap_process_t, 64, 8); AT(steady_time, 0); AT(frames_count, 8); AT(transport, 16);
+      AT(audio_inputs, 24); AT(audio_outputs, 32); AT(audio_inputs_count, 40); AT(audio_outputs_count, 44);
+      AT(in_events, 48); AT(out_events, 56); }
+    { LAYOUT(clap_plugin_descriptor_t, 88, 8); AT(clap_version, 0); AT(id, 16); AT(name, 24); AT(vendor, 32);
+      AT(url, 40); AT(manual_url, 48); AT(support_url, 56); AT(version, 64); AT(description, 72);
+      AT(features, 80); }
+    { LAYOUT(clap_plugin_t, 96, 8); AT(desc, 0); AT(plugin_data, 8); AT(init, 16); AT(destroy, 24);
+      AT(activate, 32); AT(deactivate, 40); AT(start_processing, 48); AT(stop_processing, 56); AT(reset, 64);
+      AT(process, 72); AT(get_extension, 80); AT(on_main_thread, 88); }
+    { LAYOUT(clap_plugin_factory_t, 24, 8); AT(get_plugin_count, 0); AT(get_plugin_descriptor, 8);
+      AT(create_plugin, 16); }
+    { LAYOUT(clap_istream_t, 16, 8); AT(ctx, 0); AT(read, 8); }
+    { LAYOUT(clap_ostream_t, 16, 8); AT(ctx, 0); AT(write, 8); }
 }
 
 TEST(ClapLayout, event_records_match_clap_abi) {
-    EXPECT_SIZE(clap_event_header_t, 16, 4);
-    EXPECT_AT(clap_event_header_t, size, 0);
-    EXPECT_AT(clap_event_header_t, time, 4);
-    EXPECT_AT(clap_event_header_t, space_id, 8);
-    EXPECT_AT(clap_event_header_t, type, 10);
-    EXPECT_AT(clap_event_header_t, flags, 12);
-    EXPECT_SIZE(clap_event_note_t, 40, 8);
-    EXPECT_AT(clap_event_note_t, header, 0);
-    EXPECT_AT(clap_event_note_t, note_id, 16);
-    EXPECT_AT(clap_event_note_t, port_index, 20);
-    EXPECT_AT(clap_event_note_t, channel, 22);
-    EXPECT_AT(clap_event_note_t, key, 24);
-    EXPECT_AT(clap_event_note_t, velocity, 32);
-    EXPECT_SIZE(clap_event_note_expression_t, 40, 8);
-    EXPECT_AT(clap_event_note_expression_t, header, 0);
-    EXPECT_AT(clap_event_note_expression_t, expression_id, 16);
-    EXPECT_AT(clap_event_note_expression_t, note_id, 20);
-    EXPECT_AT(clap_event_note_expression_t, port_index, 24);
-    EXPECT_AT(clap_event_note_expression_t, channel, 26);
-    EXPECT_AT(clap_event_note_expression_t, key, 28);
-    EXPECT_AT(clap_event_note_expression_t, value, 32);
-    EXPECT_SIZE(clap_event_param_value_t, 56, 8);
-    EXPECT_AT(clap_event_param_value_t, header, 0);
-    EXPECT_AT(clap_event_param_value_t, param_id, 16);
-    EXPECT_AT(clap_event_param_value_t, cookie, 24);
-    EXPECT_AT(clap_event_param_value_t, note_id, 32);
-    EXPECT_AT(clap_event_param_value_t, port_index, 36);
-    EXPECT_AT(clap_event_param_value_t, channel, 38);
-    EXPECT_AT(clap_event_param_value_t, key, 40);
-    EXPECT_AT(clap_event_param_value_t, value, 48);
-    EXPECT_SIZE(clap_event_param_mod_t, 56, 8);
-    EXPECT_AT(clap_event_param_mod_t, header, 0);
-    EXPECT_AT(clap_event_param_mod_t, param_id, 16);
-    EXPECT_AT(clap_event_param_mod_t, cookie, 24);
-    EXPECT_AT(clap_event_param_mod_t, note_id, 32);
-    EXPECT_AT(clap_event_param_mod_t, port_index, 36);
-    EXPECT_AT(clap_event_param_mod_t, channel, 38);
-    EXPECT_AT(clap_event_param_mod_t, key, 40);
-    EXPECT_AT(clap_event_param_mod_t, amount, 48);
-    EXPECT_SIZE(clap_event_param_gesture_t, 20, 4);
-    EXPECT_AT(clap_event_param_gesture_t, header, 0);
-    EXPECT_AT(clap_event_param_gesture_t, param_id, 16);
-    EXPECT_SIZE(clap_event_transport_t, 104, 8);
-    EXPECT_AT(clap_event_transport_t, header, 0);
-    EXPECT_AT(clap_event_transport_t, flags, 16);
-    EXPECT_AT(clap_event_transport_t, song_pos_beats, 24);
-    EXPECT_AT(clap_event_transport_t, song_pos_seconds, 32);
-    EXPECT_AT(clap_event_transport_t, tempo, 40);
-    EXPECT_AT(clap_event_transport_t, tempo_inc, 48);
-    EXPECT_AT(clap_event_transport_t, loop_start_beats, 56);
-    EXPECT_AT(clap_event_transport_t, loop_end_beats, 64);
-    EXPECT_AT(clap_event_transport_t, loop_start_seconds, 72);
-    EXPECT_AT(clap_event_transport_t, loop_end_seconds, 80);
-    EXPECT_AT(clap_event_transport_t, bar_start, 88);
-    EXPECT_AT(clap_event_transport_t, bar_number, 96);
-    EXPECT_AT(clap_event_transport_t, tsig_num, 100);
-    EXPECT_AT(clap_event_transport_t, tsig_denom, 102);
-    EXPECT_SIZE(clap_event_midi_t, 24, 4);
-    EXPECT_AT(clap_event_midi_t, header, 0);
-    EXPECT_AT(clap_event_midi_t, port_index, 16);
-    EXPECT_AT(clap_event_midi_t, data, 18);
-    EXPECT_SIZE(clap_event_midi_sysex_t, 40, 8);
-    EXPECT_AT(clap_event_midi_sysex_t, header, 0);
-    EXPECT_AT(clap_event_midi_sysex_t, port_index, 16);
-    EXPECT_AT(clap_event_midi_sysex_t, buffer, 24);
-    EXPECT_AT(clap_event_midi_sysex_t, size, 32);
-    EXPECT_SIZE(clap_event_midi2_t, 36, 4);
-    EXPECT_AT(clap_event_midi2_t, header, 0);
-    EXPECT_AT(clap_event_midi2_t, port_index, 16);
-    EXPECT_AT(clap_event_midi2_t, data, 20);
-    EXPECT_SIZE(clap_input_events_t, 24, 8);
-    EXPECT_AT(clap_input_events_t, ctx, 0);
-    EXPECT_AT(clap_input_events_t, size, 8);
-    EXPECT_AT(clap_input_events_t, get, 16);
-    EXPECT_SIZE(clap_output_events_t, 16, 8);
-    EXPECT_AT(clap_output_events_t, ctx, 0);
-    EXPECT_AT(clap_output_events_t, try_push, 8);
+    { LAYOUT(clap_event_header_t, 16, 4); AT(size, 0); AT(time, 4); AT(space_id, 8); AT(type, 10);
+      AT(flags, 12); }
+    { LAYOUT(clap_event_note_t, 40, 8); AT(header, 0); AT(note_id, 16); AT(port_index, 20); AT(channel, 22);
+      AT(key, 24); AT(velocity, 32); }
+    { LAYOUT(clap_event_note_expression_t, 40, 8); AT(header, 0); AT(expression_id, 16); AT(note_id, 20);
+      AT(port_index, 24); AT(channel, 26); AT(key, 28); AT(value, 32); }
+    { LAYOUT(clap_event_param_value_t, 56, 8); AT(header, 0); AT(param_id, 16); AT(cookie, 24);
+      AT(note_id, 32); AT(port_index, 36); AT(channel, 38); AT(key, 40); AT(value, 48); }
+    { LAYOUT(clap_event_param_mod_t, 56, 8); AT(header, 0); AT(param_id, 16); AT(cookie, 24); AT(note_id, 32);
+      AT(port_index, 36); AT(channel, 38); AT(key, 40); AT(amount, 48); }
+    { LAYOUT(clap_event_param_gesture_t, 20, 4); AT(header, 0); AT(param_id, 16); }
+    { LAYOUT(clap_event_transport_t, 104, 8); AT(header, 0); AT(flags, 16); AT(song_pos_beats, 24);
+      AT(song_pos_seconds, 32); AT(tempo, 40); AT(tempo_inc, 48); AT(loop_start_beats, 56);
+      AT(loop_end_beats, 64); AT(loop_start_seconds, 72); AT(loop_end_seconds, 80); AT(bar_start, 88);
+      AT(bar_number, 96); AT(tsig_num, 100); AT(tsig_denom, 102); }
+    { LAYOUT(clap_event_midi_t, 24, 4); AT(header, 0); AT(port_index, 16); AT(data, 18); }
+    { LAYOUT(clap_event_midi_sysex_t, 40, 8); AT(header, 0); AT(port_index, 16); AT(buffer, 24); AT(size, 32); }
+    { LAYOUT(clap_event_midi2_t, 36, 4); AT(header, 0); AT(port_index, 16); AT(data, 20); }
+    { LAYOUT(clap_input_events_t, 24, 8); AT(ctx, 0); AT(size, 8); AT(get, 16); }
+    { LAYOUT(clap_output_events_t, 16, 8); AT(ctx, 0); AT(try_push, 8); }
 }
 
 TEST(ClapLayout, extension_tables_match_clap_abi) {
-    EXPECT_SIZE(clap_param_info_t, 1320, 8);
-    EXPECT_AT(clap_param_info_t, id, 0);
-    EXPECT_AT(clap_param_info_t, flags, 4);
-    EXPECT_AT(clap_param_info_t, cookie, 8);
-    EXPECT_AT(clap_param_info_t, name, 16);
-    EXPECT_AT(clap_param_info_t, module, 272);
-    EXPECT_AT(clap_param_info_t, min_value, 1296);
-    EXPECT_AT(clap_param_info_t, max_value, 1304);
-    EXPECT_AT(clap_param_info_t, default_value, 1312);
-    EXPECT_SIZE(clap_plugin_params_t, 48, 8);
-    EXPECT_AT(clap_plugin_params_t, count, 0);
-    EXPECT_AT(clap_plugin_params_t, get_info, 8);
-    EXPECT_AT(clap_plugin_params_t, get_value, 16);
-    EXPECT_AT(clap_plugin_params_t, value_to_text, 24);
-    EXPECT_AT(clap_plugin_params_t, text_to_value, 32);
-    EXPECT_AT(clap_plugin_params_t, flush, 40);
-    EXPECT_SIZE(clap_host_params_t, 24, 8);
-    EXPECT_AT(clap_host_params_t, rescan, 0);
-    EXPECT_AT(clap_host_params_t, clear, 8);
-    EXPECT_AT(clap_host_params_t, request_flush, 16);
-    EXPECT_SIZE(clap_audio_port_info_t, 288, 8);
-    EXPECT_AT(clap_audio_port_info_t, id, 0);
-    EXPECT_AT(clap_audio_port_info_t, name, 4);
-    EXPECT_AT(clap_audio_port_info_t, flags, 260);
-    EXPECT_AT(clap_audio_port_info_t, channel_count, 264);
-    EXPECT_AT(clap_audio_port_info_t, port_type, 272);
-    EXPECT_AT(clap_audio_port_info_t, in_place_pair, 280);
-    EXPECT_SIZE(clap_plugin_audio_ports_t, 16, 8);
-    EXPECT_AT(clap_plugin_audio_ports_t, count, 0);
-    EXPECT_AT(clap_plugin_audio_ports_t, get, 8);
-    EXPECT_SIZE(clap_plugin_state_t, 16, 8);
-    EXPECT_AT(clap_plugin_state_t, save, 0);
-    EXPECT_AT(clap_plugin_state_t, load, 8);
-    EXPECT_SIZE(clap_host_state_t, 8, 8);
-    EXPECT_AT(clap_host_state_t, mark_dirty, 0);
-    EXPECT_SIZE(clap_window_t, 16, 8);
-    EXPECT_AT(clap_window_t, api, 0);
-    EXPECT_AT(clap_window_t, x11, 8);
-    EXPECT_AT(clap_window_t, ptr, 8);
-    EXPECT_SIZE(clap_gui_resize_hints_t, 12, 4);
-    EXPECT_AT(clap_gui_resize_hints_t, can_resize_horizontally, 0);
-    EXPECT_AT(clap_gui_resize_hints_t, can_resize_vertically, 1);
-    EXPECT_AT(clap_gui_resize_hints_t, preserve_aspect_ratio, 2);
-    EXPECT_AT(clap_gui_resize_hints_t, aspect_ratio_width, 4);
-    EXPECT_AT(clap_gui_resize_hints_t, aspect_ratio_height, 8);
-    EXPECT_SIZE(clap_plugin_gui_t, 120, 8);
-    EXPECT_AT(clap_plugin_gui_t, is_api_supported, 0);
-    EXPECT_AT(clap_plugin_gui_t, get_preferred_api, 8);
-    EXPECT_AT(clap_plugin_gui_t, create, 16);
-    EXPECT_AT(clap_plugin_gui_t, destroy, 24);
-    EXPECT_AT(clap_plugin_gui_t, set_scale, 32);
-    EXPECT_AT(clap_plugin_gui_t, get_size, 40);
-    EXPECT_AT(clap_plugin_gui_t, can_resize, 48);
-    EXPECT_AT(clap_plugin_gui_t, get_resize_hints, 56);
-    EXPECT_AT(clap_plugin_gui_t, adjust_size, 64);
-    EXPECT_AT(clap_plugin_gui_t, set_size, 72);
-    EXPECT_AT(clap_plugin_gui_t, set_parent, 80);
-    EXPECT_AT(clap_plugin_gui_t, set_transient, 88);
-    EXPECT_AT(clap_plugin_gui_t, suggest_title, 96);
-    EXPECT_AT(clap_plugin_gui_t, show, 104);
-    EXPECT_AT(clap_plugin_gui_t, hide, 112);
-    EXPECT_SIZE(clap_host_gui_t, 40, 8);
-    EXPECT_AT(clap_host_gui_t, resize_hints_changed, 0);
-    EXPECT_AT(clap_host_gui_t, request_resize, 8);
-    EXPECT_AT(clap_host_gui_t, request_show, 16);
-    EXPECT_AT(clap_host_gui_t, request_hide, 24);
-    EXPECT_AT(clap_host_gui_t, closed, 32);
-    EXPECT_SIZE(clap_plugin_timer_support_t, 8, 8);
-    EXPECT_AT(clap_plugin_timer_support_t, on_timer, 0);
-    EXPECT_SIZE(clap_host_timer_support_t, 16, 8);
-    EXPECT_AT(clap_host_timer_support_t, register_timer, 0);
-    EXPECT_AT(clap_host_timer_support_t, unregister_timer, 8);
-    EXPECT_SIZE(clap_plugin_posix_fd_support_t, 8, 8);
-    EXPECT_AT(clap_plugin_posix_fd_support_t, on_fd, 0);
-    EXPECT_SIZE(clap_host_posix_fd_support_t, 24, 8);
-    EXPECT_AT(clap_host_posix_fd_support_t, register_fd, 0);
-    EXPECT_AT(clap_host_posix_fd_support_t, modify_fd, 8);
-    EXPECT_AT(clap_host_posix_fd_support_t, unregister_fd, 16);
-    EXPECT_SIZE(clap_host_log_t, 8, 8);
-    EXPECT_AT(clap_host_log_t, log, 0);
-    EXPECT_SIZE(clap_host_thread_check_t, 16, 8);
-    EXPECT_AT(clap_host_thread_check_t, is_main_thread, 0);
-    EXPECT_AT(clap_host_thread_check_t, is_audio_thread, 8);
-    EXPECT_SIZE(clap_host_voice_info_t, 8, 8);
-    EXPECT_AT(clap_host_voice_info_t, changed, 0);
+    { LAYOUT(clap_param_info_t, 1320, 8); AT(id, 0); AT(flags, 4); AT(cookie, 8); AT(name, 16);
+      AT(module, 272); AT(min_value, 1296); AT(max_value, 1304); AT(default_value, 1312); }
+    { LAYOUT(clap_plugin_params_t, 48, 8); AT(count, 0); AT(get_info, 8); AT(get_value, 16);
+      AT(value_to_text, 24); AT(text_to_value, 32); AT(flush, 40); }
+    { LAYOUT(clap_host_params_t, 24, 8); AT(rescan, 0); AT(clear, 8); AT(request_flush, 16); }
+    { LAYOUT(clap_audio_port_info_t, 288, 8); AT(id, 0); AT(name, 4); AT(flags, 260); AT(channel_count, 264);
+      AT(port_type, 272); AT(in_place_pair, 280); }
+    { LAYOUT(clap_plugin_audio_ports_t, 16, 8); AT(count, 0); AT(get, 8); }
+    { LAYOUT(clap_plugin_state_t, 16, 8); AT(save, 0); AT(load, 8); }
+    { LAYOUT(clap_host_state_t, 8, 8); AT(mark_dirty, 0); }
+    { LAYOUT(clap_window_t, 16, 8); AT(api, 0); AT(x11, 8); AT(ptr, 8); }
+    { LAYOUT(clap_gui_resize_hints_t, 12, 4); AT(can_resize_horizontally, 0); AT(can_resize_vertically, 1);
+      AT(preserve_aspect_ratio, 2); AT(aspect_ratio_width, 4); AT(aspect_ratio_height, 8); }
+    { LAYOUT(clap_plugin_gui_t, 120, 8); AT(is_api_supported, 0); AT(get_preferred_api, 8); AT(create, 16);
+      AT(destroy, 24); AT(set_scale, 32); AT(get_size, 40); AT(can_resize, 48); AT(get_resize_hints, 56);
+      AT(adjust_size, 64); AT(set_size, 72); AT(set_parent, 80); AT(set_transient, 88); AT(suggest_title, 96);
+      AT(show, 104); AT(hide, 112); }
+    { LAYOUT(clap_host_gui_t, 40, 8); AT(resize_hints_changed, 0); AT(request_resize, 8);
+      AT(request_show, 16); AT(request_hide, 24); AT(closed, 32); }
+    { LAYOUT(clap_plugin_timer_support_t, 8, 8); AT(on_timer, 0); }
+    { LAYOUT(clap_host_timer_support_t, 16, 8); AT(register_timer, 0); AT(unregister_timer, 8); }
+    { LAYOUT(clap_plugin_posix_fd_support_t, 8, 8); AT(on_fd, 0); }
+    { LAYOUT(clap_host_posix_fd_support_t, 24, 8); AT(register_fd, 0); AT(modify_fd, 8);
+      AT(unregister_fd, 16); }
+    { LAYOUT(clap_host_log_t, 8, 8); AT(log, 0); }
+    { LAYOUT(clap_host_thread_check_t, 16, 8); AT(is_main_thread, 0); AT(is_audio_thread, 8); }
+    { LAYOUT(clap_host_voice_info_t, 8, 8); AT(changed, 0); }
 }
 
 TEST(ClapLayout, draft_tables_and_factories_match_clap_abi) {
-    EXPECT_SIZE(clap_context_menu_target_t, 8, 4);
-    EXPECT_AT(clap_context_menu_target_t, kind, 0);
-    EXPECT_AT(clap_context_menu_target_t, id, 4);
-    EXPECT_SIZE(clap_context_menu_entry_t, 16, 8);
-    EXPECT_AT(clap_context_menu_entry_t, label, 0);
-    EXPECT_AT(clap_context_menu_entry_t, is_enabled, 8);
-    EXPECT_AT(clap_context_menu_entry_t, action_id, 12);
-    EXPECT_SIZE(clap_context_menu_check_entry_t, 16, 8);
-    EXPECT_AT(clap_context_menu_check_entry_t, label, 0);
-    EXPECT_AT(clap_context_menu_check_entry_t, is_enabled, 8);
-    EXPECT_AT(clap_context_menu_check_entry_t, is_checked, 9);
-    EXPECT_AT(clap_context_menu_check_entry_t, action_id, 12);
-    EXPECT_SIZE(clap_context_menu_builder_t, 24, 8);
-    EXPECT_AT(clap_context_menu_builder_t, ctx, 0);
-    EXPECT_AT(clap_context_menu_builder_t, add_item, 8);
-    EXPECT_AT(clap_context_menu_builder_t, supports, 16);
-    EXPECT_SIZE(clap_host_context_menu_t, 32, 8);
-    EXPECT_AT(clap_host_context_menu_t, populate, 0);
-    EXPECT_AT(clap_host_context_menu_t, perform, 8);
-    EXPECT_AT(clap_host_context_menu_t, can_popup, 16);
-    EXPECT_AT(clap_host_context_menu_t, popup, 24);
-    EXPECT_SIZE(clap_plugin_param_indication_t, 16, 8);
-    EXPECT_AT(clap_plugin_param_indication_t, set_mapping, 0);
-    EXPECT_AT(clap_plugin_param_indication_t, set_automation, 8);
-    EXPECT_SIZE(clap_plugin_preset_load_t, 8, 8);
-    EXPECT_AT(clap_plugin_preset_load_t, from_location, 0);
-    EXPECT_SIZE(clap_host_preset_load_t, 16, 8);
-    EXPECT_AT(clap_host_preset_load_t, on_error, 0);
-    EXPECT_AT(clap_host_preset_load_t, loaded, 8);
-    EXPECT_SIZE(clap_plugin_id_t, 16, 8);
-    EXPECT_AT(clap_plugin_id_t, abi, 0);
-    EXPECT_AT(clap_plugin_id_t, id, 8);
-    EXPECT_SIZE(clap_preset_discovery_metadata_receiver_t, 88, 8);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, receiver_data, 0);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, on_error, 8);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, begin_preset, 16);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, add_plugin_id, 24);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, set_soundpack_id, 32);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, set_flags, 40);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, add_creator, 48);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, set_description, 56);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, set_timestamps, 64);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, add_feature, 72);
-    EXPECT_AT(clap_preset_discovery_metadata_receiver_t, add_extra_info, 80);
-    EXPECT_SIZE(clap_preset_discovery_filetype_t, 24, 8);
-    EXPECT_AT(clap_preset_discovery_filetype_t, name, 0);
-    EXPECT_AT(clap_preset_discovery_filetype_t, description, 8);
-    EXPECT_AT(clap_preset_discovery_filetype_t, file_extension, 16);
-    EXPECT_SIZE(clap_preset_discovery_location_t, 32, 8);
-    EXPECT_AT(clap_preset_discovery_location_t, flags, 0);
-    EXPECT_AT(clap_preset_discovery_location_t, name, 8);
-    EXPECT_AT(clap_preset_discovery_location_t, kind, 16);
-    EXPECT_AT(clap_preset_discovery_location_t, location, 24);
-    EXPECT_SIZE(clap_preset_discovery_soundpack_t, 64, 8);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, flags, 0);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, id, 8);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, name, 16);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, description, 24);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, homepage_url, 32);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, vendor, 40);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, image_path, 48);
-    EXPECT_AT(clap_preset_discovery_soundpack_t, release_timestamp, 56);
-    EXPECT_SIZE(clap_preset_discovery_provider_descriptor_t, 40, 8);
-    EXPECT_AT(clap_preset_discovery_provider_descriptor_t, clap_version, 0);
-    EXPECT_AT(clap_preset_discovery_provider_descriptor_t, id, 16);
-    EXPECT_AT(clap_preset_discovery_provider_descriptor_t, name, 24);
-    EXPECT_AT(clap_preset_discovery_provider_descriptor_t, vendor, 32);
-    EXPECT_SIZE(clap_preset_discovery_provider_t, 48, 8);
-    EXPECT_AT(clap_preset_discovery_provider_t, desc, 0);
-    EXPECT_AT(clap_preset_discovery_provider_t, provider_data, 8);
-    EXPECT_AT(clap_preset_discovery_provider_t, init, 16);
-    EXPECT_AT(clap_preset_discovery_provider_t, destroy, 24);
-    EXPECT_AT(clap_preset_discovery_provider_t, get_metadata, 32);
-    EXPECT_AT(clap_preset_discovery_provider_t, get_extension, 40);
-    EXPECT_SIZE(clap_preset_discovery_indexer_t, 88, 8);
-    EXPECT_AT(clap_preset_discovery_indexer_t, clap_version, 0);
-    EXPECT_AT(clap_preset_discovery_indexer_t, name, 16);
-    EXPECT_AT(clap_preset_discovery_indexer_t, vendor, 24);
-    EXPECT_AT(clap_preset_discovery_indexer_t, url, 32);
-    EXPECT_AT(clap_preset_discovery_indexer_t, version, 40);
-    EXPECT_AT(clap_preset_discovery_indexer_t, indexer_data, 48);
-    EXPECT_AT(clap_preset_discovery_indexer_t, declare_filetype, 56);
-    EXPECT_AT(clap_preset_discovery_indexer_t, declare_location, 64);
-    EXPECT_AT(clap_preset_discovery_indexer_t, declare_soundpack, 72);
-    EXPECT_AT(clap_preset_discovery_indexer_t, get_extension, 80);
-    EXPECT_SIZE(clap_preset_discovery_factory_t, 24, 8);
-    EXPECT_AT(clap_preset_discovery_factory_t, count, 0);
-    EXPECT_AT(clap_preset_discovery_factory_t, get_descriptor, 8);
-    EXPECT_AT(clap_preset_discovery_factory_t, create, 16);
-    EXPECT_SIZE(clap_plugin_invalidation_source_t, 24, 8);
-    EXPECT_AT(clap_plugin_invalidation_source_t, directory, 0);
-    EXPECT_AT(clap_plugin_invalidation_source_t, filename_glob, 8);
-    EXPECT_AT(clap_plugin_invalidation_source_t, recursive_scan, 16);
-    EXPECT_SIZE(clap_plugin_invalidation_factory_t, 24, 8);
-    EXPECT_AT(clap_plugin_invalidation_factory_t, count, 0);
-    EXPECT_AT(clap_plugin_invalidation_factory_t, get, 8);
-    EXPECT_AT(clap_plugin_invalidation_factory_t, refresh, 16);
+    { LAYOUT(clap_context_menu_target_t, 8, 4); AT(kind, 0); AT(id, 4); }
+    { LAYOUT(clap_context_menu_entry_t, 16, 8); AT(label, 0); AT(is_enabled, 8); AT(action_id, 12); }
+    { LAYOUT(clap_context_menu_check_entry_t, 16, 8); AT(label, 0); AT(is_enabled, 8); AT(is_checked, 9);
+      AT(action_id, 12); }
+    { LAYOUT(clap_context_menu_builder_t, 24, 8); AT(ctx, 0); AT(add_item, 8); AT(supports, 16); }
+    { LAYOUT(clap_host_context_menu_t, 32, 8); AT(populate, 0); AT(perform, 8); AT(can_popup, 16);
+      AT(popup, 24); }
+    { LAYOUT(clap_plugin_param_indication_t, 16, 8); AT(set_mapping, 0); AT(set_automation, 8); }
+    { LAYOUT(clap_plugin_preset_load_t, 8, 8); AT(from_location, 0); }
+    { LAYOUT(clap_host_preset_load_t, 16, 8); AT(on_error, 0); AT(loaded, 8); }
+    { LAYOUT(clap_plugin_id_t, 16, 8); AT(abi, 0); AT(id, 8); }
+    { LAYOUT(clap_preset_discovery_metadata_receiver_t, 88, 8); AT(receiver_data, 0); AT(on_error, 8);
+      AT(begin_preset, 16); AT(add_plugin_id, 24); AT(set_soundpack_id, 32); AT(set_flags, 40);
+      AT(add_creator, 48); AT(set_description, 56); AT(set_timestamps, 64); AT(add_feature, 72);
+      AT(add_extra_info, 80); }
+    { LAYOUT(clap_preset_discovery_filetype_t, 24, 8); AT(name, 0); AT(description, 8);
+      AT(file_extension, 16); }
+    { LAYOUT(clap_preset_discovery_location_t, 32, 8); AT(flags, 0); AT(name, 8); AT(kind, 16);
+      AT(location, 24); }
+    { LAYOUT(clap_preset_discovery_soundpack_t, 64, 8); AT(flags, 0); AT(id, 8); AT(name, 16);
+      AT(description, 24); AT(homepage_url, 32); AT(vendor, 40); AT(image_path, 48);
+      AT(release_timestamp, 56); }
+    { LAYOUT(clap_preset_discovery_provider_descriptor_t, 40, 8); AT(clap_version, 0); AT(id, 16);
+      AT(name, 24); AT(vendor, 32); }
+    { LAYOUT(clap_preset_discovery_provider_t, 48, 8); AT(desc, 0); AT(provider_data, 8); AT(init, 16);
+      AT(destroy, 24); AT(get_metadata, 32); AT(get_extension, 40); }
+    { LAYOUT(clap_preset_discovery_indexer_t, 88, 8); AT(clap_version, 0); AT(name, 16); AT(vendor, 24);
+      AT(url, 32); AT(version, 40); AT(indexer_data, 48); AT(declare_filetype, 56); AT(declare_location, 64);
+      AT(declare_soundpack, 72); AT(get_extension, 80); }
+    { LAYOUT(clap_preset_discovery_factory_t, 24, 8); AT(count, 0); AT(get_descriptor, 8); AT(create, 16); }
+    { LAYOUT(clap_plugin_invalidation_source_t, 24, 8); AT(directory, 0); AT(filename_glob, 8);
+      AT(recursive_scan, 16); }
+    { LAYOUT(clap_plugin_invalidation_factory_t, 24, 8); AT(count, 0); AT(get, 8); AT(refresh, 16); }
 }
 
 TEST(ClapLayout, constants_match_clap_abi) {
-    EXPECT_EQ(CLAP_EVENT_PARAM_VALUE, 5);
-    EXPECT_EQ(CLAP_EVENT_PARAM_MOD, 6);
-    EXPECT_EQ(CLAP_EVENT_PARAM_GESTURE_BEGIN, 7);
-    EXPECT_EQ(CLAP_EVENT_PARAM_GESTURE_END, 8);
-    EXPECT_EQ(CLAP_EVENT_TRANSPORT, 9);
-    EXPECT_EQ(CLAP_EVENT_MIDI2, 12);
-    EXPECT_EQ(CLAP_PARAM_IS_READONLY, 8);
+    EXPECT_EQ(CLAP_EVENT_PARAM_VALUE, 5); EXPECT_EQ(CLAP_EVENT_PARAM_MOD, 6); EXPECT_EQ(CLAP_EVENT_TRANSPORT, 9);
+    EXPECT_EQ(CLAP_EVENT_PARAM_GESTURE_BEGIN, 7); EXPECT_EQ(CLAP_EVENT_PARAM_GESTURE_END, 8);
+    EXPECT_EQ(CLAP_EVENT_MIDI2, 12); EXPECT_EQ(CLAP_PARAM_IS_READONLY, 8);
     EXPECT_EQ(CLAP_PARAM_IS_AUTOMATABLE | CLAP_PARAM_IS_MODULATABLE, 1056);
-    EXPECT_EQ(CLAP_TRANSPORT_HAS_TEMPO, 1);
-    EXPECT_EQ(CLAP_TRANSPORT_HAS_SECONDS_TIMELINE, 4);
-    EXPECT_EQ(CLAP_TRANSPORT_IS_PLAYING, 16);
-    EXPECT_EQ(CLAP_SECTIME_FACTOR, 1LL << 31);
-    EXPECT_EQ(CLAP_INVALID_ID, 0xFFFFFFFFu);
-    EXPECT_EQ(CLAP_NAME_SIZE, 256);
-    EXPECT_EQ(CLAP_PATH_SIZE, 1024);
-    EXPECT_EQ(CLAP_CONTEXT_MENU_ITEM_SEPARATOR, 2);
-    EXPECT_EQ(CLAP_PRESET_DISCOVERY_LOCATION_FILE, 0);
+    EXPECT_EQ(CLAP_TRANSPORT_HAS_TEMPO, 1); EXPECT_EQ(CLAP_TRANSPORT_HAS_SECONDS_TIMELINE, 4);
+    EXPECT_EQ(CLAP_TRANSPORT_IS_PLAYING, 16); EXPECT_EQ(CLAP_SECTIME_FACTOR, 1LL << 31);
+    EXPECT_EQ(CLAP_INVALID_ID, 0xFFFFFFFFu); EXPECT_EQ(CLAP_NAME_SIZE, 256); EXPECT_EQ(CLAP_PATH_SIZE, 1024);
+    EXPECT_EQ(CLAP_CONTEXT_MENU_ITEM_SEPARATOR, 2); EXPECT_EQ(CLAP_PRESET_DISCOVERY_LOCATION_FILE, 0);
     EXPECT_STREQ(CLAP_EXT_PARAM_INDICATION, "clap.param-indication.draft/4");
     EXPECT_STREQ(CLAP_EXT_CONTEXT_MENU, "clap.context-menu.draft/0");
     EXPECT_STREQ(CLAP_EXT_PRESET_LOAD, "clap.preset-load.draft/2");
     EXPECT_STREQ(CLAP_PRESET_DISCOVERY_FACTORY_ID, "clap.preset-discovery-factory/draft-2");
     EXPECT_STREQ(CLAP_PLUGIN_INVALIDATION_FACTORY_ID, "clap.plugin-invalidation-factory/draft0");
     clap_version_t version = CLAP_VERSION_INIT;
-    EXPECT_EQ(version.major, 1u);
-    EXPECT_EQ(version.minor, 1u);
-    EXPECT_EQ(version.revision, 8u);
+    EXPECT_EQ(version.major, 1u); EXPECT_EQ(version.minor, 1u); EXPECT_EQ(version.revision, 8u);
 }

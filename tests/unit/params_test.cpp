@@ -3,7 +3,9 @@
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
+
 #include <string>
+
 #include "shell/params.h"
 
 namespace {
@@ -15,49 +17,21 @@ std::string Text(const EngineContext *context, int32_t parameter, float value) {
     return buffer;
 }
 
-std::string Text(int32_t parameter, float value) {
-    static EngineContext context = {};
-    return Text(&context, parameter, value);
-}
-
-struct TextCase {
-    int32_t parameter;
-    float value;
-    const char *text;
-};
-
-void ExpectTexts(const TextCase *cases, size_t count) {
-    for (size_t i = 0; i < count; i++) {
-        EXPECT_EQ(Text(cases[i].parameter, cases[i].value), cases[i].text)
-            << PARAM_INFO[cases[i].parameter].name << " at " << cases[i].value;
-    }
-}
-
 // The nine unit families in table order, each from its Enable row up to the
 // row where the next begins.
-struct Family {
-    int32_t enable;
-    int32_t end;
+const struct Family {
+    int32_t enable, end;
     const char *prefix;
+} FAMILIES[] = {
+    {PARAM_DELAY_ENABLE, PARAM_PINGPONG_ENABLE, "Polyrhythmic Delay "}, {PARAM_PINGPONG_ENABLE, PARAM_PHASER_ENABLE, "Ping-Pong Delay "},
+    {PARAM_PHASER_ENABLE, PARAM_CHORUS_ENABLE, "Phaser "},              {PARAM_CHORUS_ENABLE, PARAM_REVERB_ENABLE, "Chorus "},
+    {PARAM_REVERB_ENABLE, PARAM_EQ_ENABLE, "Reverb "},                  {PARAM_EQ_ENABLE, PARAM_GATE_ENABLE, "EQ "},
+    {PARAM_GATE_ENABLE, PARAM_DIST_ENABLE, "Trancegate "},              {PARAM_DIST_ENABLE, PARAM_COMP_ENABLE, "Distortion "},
+    {PARAM_COMP_ENABLE, PARAM_MOD_DESTINATION, "Compressor "},
 };
 
-const Family FAMILIES[] = {
-    { PARAM_DELAY_ENABLE, PARAM_PINGPONG_ENABLE, "Polyrhythmic Delay " },
-    { PARAM_PINGPONG_ENABLE, PARAM_PHASER_ENABLE, "Ping-Pong Delay " },
-    { PARAM_PHASER_ENABLE, PARAM_CHORUS_ENABLE, "Phaser " },
-    { PARAM_CHORUS_ENABLE, PARAM_REVERB_ENABLE, "Chorus " },
-    { PARAM_REVERB_ENABLE, PARAM_EQ_ENABLE, "Reverb " },
-    { PARAM_EQ_ENABLE, PARAM_GATE_ENABLE, "EQ " },
-    { PARAM_GATE_ENABLE, PARAM_DIST_ENABLE, "Trancegate " },
-    { PARAM_DIST_ENABLE, PARAM_COMP_ENABLE, "Distortion " },
-    { PARAM_COMP_ENABLE, PARAM_MOD_DESTINATION, "Compressor " },
-};
-
-}  // namespace
-
-// ---- the table ----
-
-TEST(ParamTable, unit_families_are_contiguous_and_the_last_row_is_230) {
+// Parameter numbers are a stored format: every row constant names its row.
+TEST(ParamTable, rows_stand_in_their_families_under_their_names_with_three_like_instances) {
     EXPECT_EQ(FAMILIES[0].enable, 4);
     for (const Family &family : FAMILIES) {
         SCOPED_TRACE(family.prefix);
@@ -72,58 +46,45 @@ TEST(ParamTable, unit_families_are_contiguous_and_the_last_row_is_230) {
             }
         }
     }
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_DESTINATION].name, "Modulator 1 Destination 1");
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_AMOUNT].name, "Modulator 1 Amount 1");
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_RATE].name, "Modulator 1 Rate");
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_PINGPONG].name, "Modulator 1 Ping Pong");
-    EXPECT_EQ(PARAM_EFFECT_SLOT + 7, 230);
-    EXPECT_STREQ(PARAM_INFO[230].name, "Effect Slot 8");
-    EXPECT_STREQ(PARAM_INFO[230].shortName, "FXSlot8");
-}
-
-TEST(ParamTable, row_constants_name_their_rows) {
-    struct { int32_t row; const char *name; } rows[] = {
-        { PARAM_POST_GAIN, "Post Gain" },
-        { PARAM_DELAY_PAN, "Polyrhythmic Delay Pan" }, { PARAM_DELAY_FEEDBACK, "Polyrhythmic Delay Feedback" },
-        { PARAM_DELAY_LOW_PASS, "Polyrhythmic Delay Low Pass" },
-        { PARAM_DELAY_HIGH_PASS, "Polyrhythmic Delay High Pass" }, { PARAM_DELAY_MIX, "Polyrhythmic Delay Mix" },
-        { PARAM_DELAY_TIME, "Polyrhythmic Delay Time" }, { PARAM_DELAY_MIX2, "Polyrhythmic Delay Mix 2" },
-        { PARAM_DELAY_TIME2, "Polyrhythmic Delay Time 2" },
-        { PARAM_PINGPONG_MODULATE, "Ping-Pong Delay Modulate" }, { PARAM_PINGPONG_FEEDBACK, "Ping-Pong Delay Feedback" },
-        { PARAM_PINGPONG_LOW_PASS, "Ping-Pong Delay Low Pass" }, { PARAM_PINGPONG_HIGH_PASS, "Ping-Pong Delay High Pass" },
-        { PARAM_PINGPONG_MIX, "Ping-Pong Delay Mix" }, { PARAM_PINGPONG_TIME, "Ping-Pong Delay Time" },
-        { PARAM_PINGPONG_RATIO, "Ping-Pong Delay Ping-Pong Ratio" },
-        { PARAM_PHASER_STEPS, "Phaser Steps" }, { PARAM_PHASER_FEEDBACK, "Phaser Feedback" },
-        { PARAM_PHASER_MIX, "Phaser Mix" }, { PARAM_PHASER_BASE, "Phaser Base Frequency" },
-        { PARAM_PHASER_RATE, "Phaser LFO Rate" }, { PARAM_PHASER_GAIN, "Phaser LFO Gain" },
-        { PARAM_PHASER_STEREO, "Phaser Stereo" },
-        { PARAM_CHORUS_DEPTH, "Chorus Depth" }, { PARAM_CHORUS_MIX, "Chorus Mix" },
-        { PARAM_CHORUS_FEEDBACK, "Chorus Feedback" }, { PARAM_CHORUS_SPEED, "Chorus Speed" },
-        { PARAM_CHORUS_STEREO, "Chorus Stereo" }, { PARAM_CHORUS_VOICES, "Chorus Voices" },
-        { PARAM_REVERB_MIX, "Reverb Mix" }, { PARAM_REVERB_TIME, "Reverb Time" },
-        { PARAM_REVERB_ALGORITHM, "Reverb Algorithm" }, { PARAM_REVERB_PREDELAY, "Reverb Predelay" },
-        { PARAM_EQ_MID_FREQUENCY, "EQ Mid Frequency" }, { PARAM_EQ_MID_GAIN, "EQ Mid Gain" },
-        { PARAM_EQ_MID_WIDTH, "EQ Mid Band Width" }, { PARAM_EQ_LOW_FREQUENCY, "EQ Low Frequency" },
-        { PARAM_EQ_LOW_GAIN, "EQ Low Gain" }, { PARAM_EQ_HIGH_FREQUENCY, "EQ High Frequency" },
-        { PARAM_EQ_HIGH_GAIN, "EQ High Gain" },
-        { PARAM_GATE_MIX, "Trancegate Mix" }, { PARAM_GATE_CONTOUR, "Trancegate Contour" },
-        { PARAM_GATE_STEREO, "Trancegate Stereo" }, { PARAM_GATE_LEFT, "Trancegate Left" },
-        { PARAM_GATE_RIGHT, "Trancegate Right" }, { PARAM_GATE_SPEED, "Trancegate Speed" },
-        { PARAM_DIST_MIX, "Distortion Mix" }, { PARAM_DIST_LOW, "Distortion Low" },
-        { PARAM_DIST_MID, "Distortion Mid" }, { PARAM_DIST_HIGH, "Distortion High" },
-        { PARAM_DIST_MODE, "Distortion Mode" },
-        { PARAM_COMP_ATTACK, "Compressor Attack" }, { PARAM_COMP_RELEASE, "Compressor Release" },
-        { PARAM_COMP_MAKEUP, "Compressor Makeup" }, { PARAM_COMP_THRESHOLD, "Compressor Threshold" },
-        { PARAM_COMP_RATIO, "Compressor Ratio" }, { PARAM_COMP_SIDECHAIN, "Compressor Sidechain by Dry" },
+    const struct { int32_t row; const char *name; } rows[] = {
+        {PARAM_POST_GAIN, "Post Gain"}, {PARAM_DELAY_PAN, "Polyrhythmic Delay Pan"},
+        {PARAM_DELAY_FEEDBACK, "Polyrhythmic Delay Feedback"}, {PARAM_DELAY_LOW_PASS, "Polyrhythmic Delay Low Pass"},
+        {PARAM_DELAY_HIGH_PASS, "Polyrhythmic Delay High Pass"}, {PARAM_DELAY_MIX, "Polyrhythmic Delay Mix"},
+        {PARAM_DELAY_TIME, "Polyrhythmic Delay Time"}, {PARAM_DELAY_MIX2, "Polyrhythmic Delay Mix 2"},
+        {PARAM_DELAY_TIME2, "Polyrhythmic Delay Time 2"}, {PARAM_PINGPONG_MODULATE, "Ping-Pong Delay Modulate"},
+        {PARAM_PINGPONG_FEEDBACK, "Ping-Pong Delay Feedback"}, {PARAM_PINGPONG_LOW_PASS, "Ping-Pong Delay Low Pass"},
+        {PARAM_PINGPONG_HIGH_PASS, "Ping-Pong Delay High Pass"}, {PARAM_PINGPONG_MIX, "Ping-Pong Delay Mix"},
+        {PARAM_PINGPONG_TIME, "Ping-Pong Delay Time"}, {PARAM_PINGPONG_RATIO, "Ping-Pong Delay Ping-Pong Ratio"},
+        {PARAM_PHASER_STEPS, "Phaser Steps"}, {PARAM_PHASER_FEEDBACK, "Phaser Feedback"},
+        {PARAM_PHASER_MIX, "Phaser Mix"}, {PARAM_PHASER_BASE, "Phaser Base Frequency"},
+        {PARAM_PHASER_RATE, "Phaser LFO Rate"}, {PARAM_PHASER_GAIN, "Phaser LFO Gain"},
+        {PARAM_PHASER_STEREO, "Phaser Stereo"}, {PARAM_CHORUS_DEPTH, "Chorus Depth"}, {PARAM_CHORUS_MIX, "Chorus Mix"},
+        {PARAM_CHORUS_FEEDBACK, "Chorus Feedback"}, {PARAM_CHORUS_SPEED, "Chorus Speed"},
+        {PARAM_CHORUS_STEREO, "Chorus Stereo"}, {PARAM_CHORUS_VOICES, "Chorus Voices"}, {PARAM_REVERB_MIX, "Reverb Mix"},
+        {PARAM_REVERB_TIME, "Reverb Time"}, {PARAM_REVERB_ALGORITHM, "Reverb Algorithm"},
+        {PARAM_REVERB_PREDELAY, "Reverb Predelay"}, {PARAM_EQ_MID_FREQUENCY, "EQ Mid Frequency"},
+        {PARAM_EQ_MID_GAIN, "EQ Mid Gain"}, {PARAM_EQ_MID_WIDTH, "EQ Mid Band Width"},
+        {PARAM_EQ_LOW_FREQUENCY, "EQ Low Frequency"}, {PARAM_EQ_LOW_GAIN, "EQ Low Gain"},
+        {PARAM_EQ_HIGH_FREQUENCY, "EQ High Frequency"}, {PARAM_EQ_HIGH_GAIN, "EQ High Gain"},
+        {PARAM_GATE_MIX, "Trancegate Mix"}, {PARAM_GATE_CONTOUR, "Trancegate Contour"},
+        {PARAM_GATE_STEREO, "Trancegate Stereo"}, {PARAM_GATE_LEFT, "Trancegate Left"},
+        {PARAM_GATE_RIGHT, "Trancegate Right"}, {PARAM_GATE_SPEED, "Trancegate Speed"}, {PARAM_DIST_MIX, "Distortion Mix"},
+        {PARAM_DIST_LOW, "Distortion Low"}, {PARAM_DIST_MID, "Distortion Mid"}, {PARAM_DIST_HIGH, "Distortion High"},
+        {PARAM_DIST_MODE, "Distortion Mode"}, {PARAM_COMP_ATTACK, "Compressor Attack"},
+        {PARAM_COMP_RELEASE, "Compressor Release"}, {PARAM_COMP_MAKEUP, "Compressor Makeup"},
+        {PARAM_COMP_THRESHOLD, "Compressor Threshold"}, {PARAM_COMP_RATIO, "Compressor Ratio"},
+        {PARAM_COMP_SIDECHAIN, "Compressor Sidechain by Dry"}, {PARAM_MOD_DESTINATION, "Modulator 1 Destination 1"},
+        {PARAM_MOD_DESTINATION + 8, "Modulator 3 Destination 3"}, {PARAM_MOD_AMOUNT, "Modulator 1 Amount 1"},
+        {PARAM_MOD_AMOUNT + 3, "Modulator 2 Amount 1"}, {PARAM_MOD_RATE, "Modulator 1 Rate"},
+        {PARAM_MOD_PINGPONG, "Modulator 1 Ping Pong"}, {PARAM_MOD_PINGPONG + 2, "Modulator 3 Ping Pong"},
+        {PARAM_EFFECT_SLOT + 7, "Effect Slot 8"}, {230, "Effect Slot 8"},
     };
     for (const auto &row : rows) EXPECT_STREQ(PARAM_INFO[row.row].name, row.name) << "row " << row.row;
-}
+    EXPECT_STREQ(PARAM_INFO[230].shortName, "FXSlot8");
 
-TEST(ParamTable, instances_of_a_triple_differ_only_in_name_and_owner) {
-    for (int32_t row = PARAM_DELAY_ENABLE; row < PARAM_MOD_DESTINATION; row += 3) {
-        const ParamInfo &first = PARAM_INFO[row];
+    for (int32_t row = PARAM_DELAY_ENABLE; row < PARAM_MOD_DESTINATION; row += 3)
         for (int32_t instance = 1; instance < 3; instance++) {
-            const ParamInfo &other = PARAM_INFO[row + instance];
+            const ParamInfo &first = PARAM_INFO[row], &other = PARAM_INFO[row + instance];
             std::string digit = std::to_string(instance + 1);
             EXPECT_EQ(other.name, std::string(first.name) + " " + digit);
             EXPECT_EQ(other.shortName, std::string(first.shortName) + digit);
@@ -133,120 +94,66 @@ TEST(ParamTable, instances_of_a_triple_differ_only_in_name_and_owner) {
             EXPECT_EQ(other.kind, first.kind) << other.name;
             EXPECT_EQ(other.helpText, first.helpText) << other.name;
         }
-    }
 }
 
-TEST(ParamTable, every_row_is_complete_and_short_names_fit_nine_characters) {
-    for (int32_t row = 0; row < PARAM_COUNT; row++) {
-        const ParamInfo &info = PARAM_INFO[row];
-        ASSERT_NE(info.name, nullptr) << row;
-        ASSERT_NE(info.shortName, nullptr) << row;
-        EXPECT_LE(strlen(info.shortName), 9u) << info.shortName;
-        EXPECT_GE(info.defaultValue, 0.0f) << info.name;
-        EXPECT_LE(info.defaultValue, 1.0f) << info.name;
-        EXPECT_GE(info.kind, 0);
-        EXPECT_LT(info.kind, PARAM_KIND_COUNT);
-        for (int32_t unused : { 7, 8, 11, 17, 19, 20, 21, 26 }) EXPECT_NE(info.kind, unused) << info.name;
-        if (row < PARAM_DELAY_ENABLE || row >= PARAM_MOD_DESTINATION) {
-            EXPECT_EQ(info.ownerEnable, 0) << info.name;
-        }
-    }
-}
-
-TEST(ParamTable, sample_rows_across_the_families) {
-    struct {
-        int32_t row;
-        const char *shortName;
-        float defaultValue;
-        int32_t stepCount;
-        uint8_t modulatable;
-        int32_t kind;
-    } rows[] = {
-        { PARAM_POST_GAIN, "PostGain", 0.5f, 0, 1, PARAM_KIND_DECIBELS },
-        { 3, "Unused", 0.0f, 0, 0, PARAM_KIND_UNUSED },
-        { PARAM_DELAY_PAN + 2, "Dl1Pan3", 0.9f, 0, 1, PARAM_KIND_BIPOLAR },
-        { PARAM_DELAY_TIME2, "Dl1Time2", 0.45f, 16, 0, PARAM_KIND_BEATS },
-        { PARAM_PINGPONG_RATIO, "Dl2Ratio", 1.0f, 0, 0, PARAM_KIND_CODED },
-        { PARAM_PHASER_FEEDBACK + 1, "PhasFeed2", 8.0f / 9.0f, 0, 1, PARAM_KIND_BIPOLAR },
-        { PARAM_CHORUS_VOICES + 2, "ChrsVoic3", 0.5f, 4, 0, PARAM_KIND_VOICES },
-        { PARAM_REVERB_TIME + 1, "RvbTime2", 0.66f, 0, 0, PARAM_KIND_DECAY },
-        { PARAM_EQ_HIGH_FREQUENCY, "EQHiFrq", 0.5f, 0, 1, PARAM_KIND_EQ },
-        { PARAM_DIST_HIGH, "DistHigh", 0.5f, 0, 1, PARAM_KIND_PERCENT },
-        { PARAM_COMP_THRESHOLD, "CompThrs", 0.7f, 0, 1, PARAM_KIND_THRESHOLD },
-        { PARAM_COMP_SIDECHAIN + 2, "CompDySC3", 0.0f, 0, 0, PARAM_KIND_SWITCH },
-        { PARAM_MOD_DESTINATION + 5, "Mod2Dst3", 0.0f, 0, 0, PARAM_KIND_DESTINATION },
-        { PARAM_MOD_AMOUNT + 7, "Mod3Amt2", 0.5f, 0, 0, PARAM_KIND_BIPOLAR },
-        { PARAM_MOD_RATE + 2, "Mod3Rate", 16.0f / 27.0f, 27, 0, PARAM_KIND_MODULATOR_RATE },
-        { PARAM_EFFECT_SLOT + 3, "FXSlot4", 0.0f, 0, 0, PARAM_KIND_CODED },
+TEST(ParamTable, rows_hold_their_defaults_kinds_steps_and_flags) {
+    const struct { int32_t row; const char *shortName; float defaultValue; int32_t steps; uint8_t modulatable; int32_t kind; } rows[] = {
+        {PARAM_POST_GAIN, "PostGain", 0.5f, 0, 1, PARAM_KIND_DECIBELS},     {3, "Unused", 0.0f, 0, 0, PARAM_KIND_UNUSED},
+        {PARAM_DELAY_PAN + 2, "Dl1Pan3", 0.9f, 0, 1, PARAM_KIND_BIPOLAR},   {PARAM_DELAY_TIME2, "Dl1Time2", 0.45f, 16, 0, PARAM_KIND_BEATS},
+        {PARAM_PINGPONG_RATIO, "Dl2Ratio", 1.0f, 0, 0, PARAM_KIND_CODED},   {PARAM_PHASER_FEEDBACK + 1, "PhasFeed2", 8.0f / 9.0f, 0, 1, PARAM_KIND_BIPOLAR},
+        {PARAM_CHORUS_VOICES + 2, "ChrsVoic3", 0.5f, 4, 0, PARAM_KIND_VOICES}, {PARAM_REVERB_TIME + 1, "RvbTime2", 0.66f, 0, 0, PARAM_KIND_DECAY},
+        {PARAM_EQ_HIGH_FREQUENCY, "EQHiFrq", 0.5f, 0, 1, PARAM_KIND_EQ},    {PARAM_DIST_HIGH, "DistHigh", 0.5f, 0, 1, PARAM_KIND_PERCENT},
+        {PARAM_COMP_THRESHOLD, "CompThrs", 0.7f, 0, 1, PARAM_KIND_THRESHOLD}, {PARAM_COMP_SIDECHAIN + 2, "CompDySC3", 0.0f, 0, 0, PARAM_KIND_SWITCH},
+        {PARAM_MOD_DESTINATION + 5, "Mod2Dst3", 0.0f, 0, 0, PARAM_KIND_DESTINATION}, {PARAM_MOD_AMOUNT + 7, "Mod3Amt2", 0.5f, 0, 0, PARAM_KIND_BIPOLAR},
+        {PARAM_MOD_RATE + 2, "Mod3Rate", 16.0f / 27.0f, 27, 0, PARAM_KIND_MODULATOR_RATE}, {PARAM_EFFECT_SLOT + 3, "FXSlot4", 0.0f, 0, 0, PARAM_KIND_CODED},
     };
     for (const auto &row : rows) {
         const ParamInfo &info = PARAM_INFO[row.row];
         SCOPED_TRACE(info.name);
         EXPECT_STREQ(info.shortName, row.shortName);
         EXPECT_FLOAT_EQ(info.defaultValue, row.defaultValue);
-        EXPECT_EQ(info.stepCount, row.stepCount);
+        EXPECT_EQ(info.stepCount, row.steps);
         EXPECT_EQ(info.modulatable, row.modulatable);
         EXPECT_EQ(info.kind, row.kind);
     }
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_DESTINATION + 8].name, "Modulator 3 Destination 3");
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_AMOUNT + 3].name, "Modulator 2 Amount 1");
-    EXPECT_STREQ(PARAM_INFO[PARAM_MOD_PINGPONG + 2].name, "Modulator 3 Ping Pong");
-}
-
-TEST(ParamTable, coded_defaults_read_back_as_their_whole_numbers) {
     EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_REVERB_ALGORITHM + 2].defaultValue), 0);  // Hall
-    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_GATE_LEFT].defaultValue), 30069);
-    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_GATE_RIGHT + 1].defaultValue), 30069);
-    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_GATE_SPEED].defaultValue), 3);           // 1/32
-    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_DIST_MODE].defaultValue), 1);            // Light
     EXPECT_EQ(PARAM_INFO[PARAM_GATE_LEFT].defaultValue, ParamEncodeWhole(30069));
+    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_GATE_RIGHT + 1].defaultValue), 30069);
+    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_GATE_SPEED].defaultValue), 3);  // 1/32
+    EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_DIST_MODE].defaultValue), 1);   // Light
     for (int32_t slot = 0; slot < 8; slot++) EXPECT_EQ(ParamDecodeWhole(PARAM_INFO[PARAM_EFFECT_SLOT + slot].defaultValue), -1);
     EXPECT_EQ(ParamStep(PARAM_INFO[PARAM_MOD_RATE].defaultValue, MODULATOR_RATE_COUNT), 15);
     EXPECT_STREQ(MODULATOR_RATE_NAME[15], "1/4");
-}
-
-TEST(ParamTable, help_texts_are_wide_and_only_where_a_tooltip_is_given) {
     EXPECT_EQ(std::u32string(PARAM_INFO[PARAM_POST_GAIN].helpText), U"Post gain, applied after all effects.");
-    EXPECT_EQ(std::u32string(PARAM_INFO[PARAM_DELAY_MIX2 + 2].helpText),
-              U"The amount of the second delay line's output to be mixed with the dry signal. "
-              U"Set to 0% for a classic delay.");
-    EXPECT_EQ(std::u32string(PARAM_INFO[PARAM_COMP_RATIO].helpText),
-              U"The volume ratio applied to signal, relative to how much it exceeds the threshold.");
-    const int32_t withoutHelp[] = { 1, 2, 3, PARAM_DELAY_ENABLE, PARAM_PINGPONG_RATIO, PARAM_REVERB_ALGORITHM,
-                                    PARAM_EQ_MID_GAIN, PARAM_GATE_LEFT, PARAM_DIST_MODE, PARAM_COMP_SIDECHAIN,
-                                    PARAM_MOD_DESTINATION, PARAM_MOD_RATE, PARAM_EFFECT_SLOT };
-    for (int32_t row : withoutHelp) EXPECT_EQ(PARAM_INFO[row].helpText, nullptr) << PARAM_INFO[row].name;
-}
+    for (int32_t row : std::initializer_list<int32_t>{1, PARAM_DELAY_ENABLE, PARAM_REVERB_ALGORITHM, PARAM_MOD_DESTINATION, PARAM_EFFECT_SLOT})
+        EXPECT_EQ(PARAM_INFO[row].helpText, nullptr) << PARAM_INFO[row].name;
 
-TEST(ParamTable, kinds_offer_read_only_and_options_only_where_they_should) {
+    // Kinds 18, 23, 24 and 25 are read-only to the host; only kind 16 has options.
     for (int32_t kind = 0; kind < PARAM_KIND_COUNT; kind++) {
-        bool readOnly = kind == 18 || kind == 23 || kind == 24 || kind == 25;
-        EXPECT_EQ(PARAM_KIND[kind].hostReadOnly, readOnly ? 1 : 0) << "kind " << kind;
-        EXPECT_EQ(PARAM_KIND[kind].optionCount, kind == 16 ? 27 : 0) << "kind " << kind;
+        EXPECT_EQ(PARAM_KIND[kind].hostReadOnly, (kind == 18 || (kind >= 23 && kind <= 25)) ? 1 : 0) << kind;
+        EXPECT_EQ(PARAM_KIND[kind].optionCount, kind == 16 ? 27 : 0) << kind;
     }
-    for (int32_t kind : { 7, 8, 11, 17, 19, 20, 21, 26 }) EXPECT_EQ(PARAM_KIND[kind].formatValue, nullptr) << kind;
-}
-
-// The host sees read-only parameters by their kind, and of the others only
-// the modulatable ones may be modulated.
-TEST(ParamTable, read_only_and_modulatable_rows_for_the_host) {
-    const int32_t readOnly[] = { 1, 3, PARAM_DELAY_ENABLE + 1, PARAM_GATE_STEREO, PARAM_MOD_PINGPONG,
-                                 PARAM_MOD_DESTINATION + 4, PARAM_EFFECT_SLOT + 7, PARAM_PINGPONG_RATIO,
-                                 PARAM_DIST_MODE, PARAM_GATE_LEFT };
-    for (int32_t row : readOnly) EXPECT_TRUE(PARAM_KIND[PARAM_INFO[row].kind].hostReadOnly) << PARAM_INFO[row].name;
-    const int32_t automatable[] = { 0, 2, PARAM_DELAY_TIME, PARAM_REVERB_ALGORITHM, PARAM_MOD_RATE, PARAM_MOD_AMOUNT };
-    for (int32_t row : automatable) EXPECT_FALSE(PARAM_KIND[PARAM_INFO[row].kind].hostReadOnly) << PARAM_INFO[row].name;
-    EXPECT_TRUE(PARAM_INFO[PARAM_POST_GAIN].modulatable);
-    EXPECT_FALSE(PARAM_INFO[PARAM_DELAY_TIME].modulatable);
-    // Post Gain and 35 unit triples may be modulated, none of them read-only;
-    // a flag flipped anywhere shows here.
+    for (int32_t kind : {7, 8, 11, 17, 19, 20, 21, 26}) EXPECT_EQ(PARAM_KIND[kind].formatValue, nullptr) << kind;
+    // Every row is complete; Post Gain and 35 unit triples may be modulated,
+    // none of them read-only: a flag flipped anywhere shows here.
     int32_t modulatable = 0;
     for (int32_t row = 0; row < PARAM_COUNT; row++) {
-        if (!PARAM_INFO[row].modulatable) continue;
-        modulatable++;
-        EXPECT_FALSE(PARAM_KIND[PARAM_INFO[row].kind].hostReadOnly) << PARAM_INFO[row].name;
+        const ParamInfo &info = PARAM_INFO[row];
+        ASSERT_TRUE(info.name && info.shortName) << row;
+        EXPECT_LE(strlen(info.shortName), 9u) << info.shortName;
+        EXPECT_TRUE(info.defaultValue >= 0.0f && info.defaultValue <= 1.0f) << info.name;
+        EXPECT_TRUE(info.kind >= 0 && info.kind < PARAM_KIND_COUNT) << info.name;
+        for (int32_t unused : {7, 8, 11, 17, 19, 20, 21, 26}) EXPECT_NE(info.kind, unused) << info.name;
+        EXPECT_TRUE(info.ownerEnable == 0 || (row >= PARAM_DELAY_ENABLE && row < PARAM_MOD_DESTINATION)) << info.name;
+        modulatable += info.modulatable;
+        EXPECT_FALSE(info.modulatable && PARAM_KIND[info.kind].hostReadOnly) << info.name;
     }
     EXPECT_EQ(modulatable, 1 + 35 * 3);
+    for (int32_t row : std::initializer_list<int32_t>{1, 3, PARAM_DELAY_ENABLE + 1, PARAM_GATE_STEREO, PARAM_MOD_PINGPONG, PARAM_MOD_DESTINATION + 4,
+                        PARAM_EFFECT_SLOT + 7, PARAM_PINGPONG_RATIO, PARAM_DIST_MODE, PARAM_GATE_LEFT})
+        EXPECT_TRUE(PARAM_KIND[PARAM_INFO[row].kind].hostReadOnly) << PARAM_INFO[row].name;
+    for (int32_t row : std::initializer_list<int32_t>{0, 2, PARAM_DELAY_TIME, PARAM_REVERB_ALGORITHM, PARAM_MOD_RATE, PARAM_MOD_AMOUNT})
+        EXPECT_FALSE(PARAM_KIND[PARAM_INFO[row].kind].hostReadOnly) << PARAM_INFO[row].name;
 }
 
 // Each rate name says its length: "a/b" is a/b bars of four beats, "D" dotted
@@ -263,36 +170,23 @@ TEST(ParamTable, modulator_rate_lengths_agree_with_their_names) {
         else if (*end == 'T') beats *= 2.0 / 3.0;
         else EXPECT_EQ(*end, 0) << name;
         EXPECT_FLOAT_EQ(MODULATOR_RATE_BEATS[s], (float)beats) << name;
-        if (s > 0) {
-            EXPECT_LT(MODULATOR_RATE_BEATS[s], MODULATOR_RATE_BEATS[s - 1]) << name;
-        }
+        EXPECT_TRUE(s == 0 || MODULATOR_RATE_BEATS[s] < MODULATOR_RATE_BEATS[s - 1]) << name;
     }
 }
 
-// ---- names ----
-
-TEST(ParamNames, duplicate_names_resolve_to_first_row) {
+TEST(ParamNames, duplicate_names_find_the_first_row_and_unknown_ones_none) {
     EXPECT_EQ(ParamFindByName("Polyrhythmic Delay Mix 2"), 20);
     EXPECT_EQ(ParamFindByName("Polyrhythmic Delay Time 2"), 23);
     EXPECT_EQ(ParamFindByName("Unused"), 1);
-    // Every other row is found by its own name.
     for (int32_t row = 0; row < PARAM_COUNT; row++) {
         if (row == 2 || row == 3 || row == PARAM_DELAY_MIX2 || row == PARAM_DELAY_TIME2) continue;
         EXPECT_EQ(ParamFindByName(PARAM_INFO[row].name), row) << PARAM_INFO[row].name;
     }
+    for (const char *name : {"Reverb Time 4", "reverb time", "Reverb Time ", "", (const char *)nullptr})
+        EXPECT_EQ(ParamFindByName(name), -1) << (name ? name : "null");
 }
 
-TEST(ParamNames, unknown_names_are_not_found) {
-    EXPECT_EQ(ParamFindByName("Reverb Time 4"), -1);
-    EXPECT_EQ(ParamFindByName("reverb time"), -1);
-    EXPECT_EQ(ParamFindByName("Reverb Time "), -1);
-    EXPECT_EQ(ParamFindByName(""), -1);
-    EXPECT_EQ(ParamFindByName(nullptr), -1);
-}
-
-// ---- whole numbers and steps ----
-
-TEST(ParamCoding, whole_numbers_round_trip_exactly) {
+TEST(ParamCoding, whole_numbers_round_trip_exactly_and_steps_stay_within_the_count) {
     EXPECT_EQ(ParamDecodeWhole(0.0f), -1);
     EXPECT_EQ(ParamEncodeWhole(-1), 0.0f);
     for (int32_t n = 0; n <= 65534; n++) {
@@ -303,164 +197,74 @@ TEST(ParamCoding, whole_numbers_round_trip_exactly) {
         ASSERT_EQ(ParamDecodeWhole(nextafterf(ParamEncodeWhole(n + 1), 0.0f)), n) << n;
     }
     EXPECT_EQ(ParamDecodeWhole(1.0f), 65535);
+    const struct { float value; int32_t count, step; } steps[] = {
+        {1.0f, 16, 15}, {0.0f, 16, 0}, {1.0f / 16.0f, 16, 0},  // the 0.9999 shifts each step's start a little up
+        {0.0626f, 16, 1}, {0.5f, 6, 2}, {1.0f, 27, 26}, {-0.5f, 4, 0}, {1.5f, 4, 3}, {NAN, 4, 0}};
+    for (auto s : steps) EXPECT_EQ(ParamStep(s.value, s.count), s.step) << s.value << " of " << s.count;
 }
 
-TEST(ParamCoding, steps_stay_within_the_count) {
-    EXPECT_EQ(ParamStep(1.0f, 16), 15);
-    EXPECT_EQ(ParamStep(0.0f, 16), 0);
-    EXPECT_EQ(ParamStep(1.0f / 16.0f, 16), 0);  // the 0.9999 shifts each step's start a little up
-    EXPECT_EQ(ParamStep(0.0626f, 16), 1);
-    EXPECT_EQ(ParamStep(0.5f, 6), 2);
-    EXPECT_EQ(ParamStep(1.0f, 27), 26);
-    EXPECT_EQ(ParamStep(-0.5f, 4), 0);
-    EXPECT_EQ(ParamStep(1.5f, 4), 3);
-    EXPECT_EQ(ParamStep(NAN, 4), 0);
-}
-
-// ---- value texts ----
-
-TEST(ParamText, plain_percent_truncates) {
-    const TextCase cases[] = {
-        { PARAM_REVERB_MIX, 0.137f, "13%" },
-        { PARAM_DELAY_FEEDBACK, 1.0f, "100%" },
-        { PARAM_DELAY_FEEDBACK, 0.0f, "0%" },
-        { PARAM_REVERB_ALGORITHM, ParamEncodeWhole(4), "0%" },
-        { PARAM_EQ_MID_FREQUENCY, 0.5f, "50%" },           // EQ bands show a plain percent to the host
-        { PARAM_GATE_LEFT, ParamEncodeWhole(30069), "45%" },  // coded values too
-        { PARAM_PINGPONG_RATIO, 0.5f, "50%" },
-        { 3, 0.999f, "99%" },
+TEST(ParamText, every_kind_prints_what_its_arithmetic_gives) {
+    static EngineContext context = {};
+    const struct { int32_t parameter; float value; const char *text; } cases[] = {
+        // plain percent truncates; EQ bands and coded values show one to the host too
+        {PARAM_REVERB_MIX, 0.137f, "13%"}, {PARAM_DELAY_FEEDBACK, 1.0f, "100%"}, {PARAM_DELAY_FEEDBACK, 0.0f, "0%"},
+        {PARAM_REVERB_ALGORITHM, ParamEncodeWhole(4), "0%"}, {PARAM_EQ_MID_FREQUENCY, 0.5f, "50%"},
+        {PARAM_GATE_LEFT, ParamEncodeWhole(30069), "45%"}, {PARAM_PINGPONG_RATIO, 0.5f, "50%"}, {3, 0.999f, "99%"},
+        // bipolar, truncated toward zero; switches on from 0.5
+        {PARAM_DELAY_PAN, 0.9f, "80%"}, {PARAM_DELAY_PAN, 0.5f, "0%"}, {PARAM_PHASER_FEEDBACK, 0.0f, "-100%"},
+        {PARAM_MOD_AMOUNT + 8, 1.0f, "100%"}, {PARAM_MOD_AMOUNT, 0.2525f, "-49%"}, {PARAM_CHORUS_ENABLE, 0.5f, "on"},
+        {PARAM_CHORUS_ENABLE, 0.49999997f, "off"}, {PARAM_MOD_PINGPONG + 2, 1.0f, "on"}, {1, 0.0f, "off"},
+        // steps count from one
+        {PARAM_DELAY_TIME, 0.0f, "1/8 beats"}, {PARAM_DELAY_TIME, 1.0f, "16/8 beats"},
+        {PARAM_PINGPONG_TIME + 2, 0.49f, "8/8 beats"}, {PARAM_PHASER_STEPS, 0.0f, "1 step"},
+        {PARAM_PHASER_STEPS, 0.2f, "2 steps"}, {PARAM_PHASER_STEPS + 1, 1.0f, "6 steps"},
+        {PARAM_CHORUS_VOICES, 0.0f, "1 voice"}, {PARAM_CHORUS_VOICES, 0.5f, "2 voices"},
+        {PARAM_CHORUS_VOICES, 1.0f, "4 voices"}, {PARAM_MOD_RATE, 0.0f, "8/1"}, {PARAM_MOD_RATE + 1, 16.0f / 27.0f, "1/4"},
+        {PARAM_MOD_RATE + 2, 1.0f, "1/32T"},
+        // the time curve's three segments and three formats
+        {PARAM_REVERB_PREDELAY, 0.0f, "0.00ms"}, {PARAM_REVERB_PREDELAY, 0.01f, "5.00ms"}, {PARAM_COMP_ATTACK, 0.1f, "50ms"},
+        {PARAM_COMP_ATTACK, 0.2f, "100ms"}, {PARAM_COMP_RELEASE, 0.5f, "914ms"}, {PARAM_COMP_RELEASE, 0.9f, "2.00s"},
+        {PARAM_COMP_RELEASE + 2, 1.0f, "10.00s"},
+        // frequencies; the chorus speed's knee at half
+        {PARAM_DELAY_LOW_PASS, 0.0f, "40Hz"}, {PARAM_PINGPONG_HIGH_PASS, 1.0f, "21500Hz"},
+        {PARAM_DELAY_HIGH_PASS, 0.5f, "927Hz"}, {PARAM_PHASER_BASE, 0.41f, "1020.00Hz"},
+        {PARAM_PHASER_BASE, 1.0f, "2200.00Hz"}, {PARAM_PHASER_RATE, 0.2f, "0.40Hz"}, {PARAM_CHORUS_SPEED, 0.2f, "1.0Hz"},
+        {PARAM_CHORUS_SPEED, 0.4999f, "2.5Hz"}, {PARAM_CHORUS_SPEED, 0.5f, "2.5Hz"}, {PARAM_CHORUS_SPEED, 0.6f, "12.0Hz"},
+        {PARAM_CHORUS_SPEED, 1.0f, "50.0Hz"},
+        // decibels and ratio, "-0.0dB" included
+        {PARAM_POST_GAIN, 0.5f, "0.0dB"}, {PARAM_POST_GAIN, 0.49999997f, "-0.0dB"}, {PARAM_EQ_LOW_GAIN, 0.0f, "-20.0dB"},
+        {PARAM_COMP_MAKEUP, 1.0f, "20.0dB"}, {PARAM_COMP_THRESHOLD, 1.0f, "0.0dB"},
+        {PARAM_COMP_THRESHOLD, 0.99999994f, "-0.0dB"}, {PARAM_COMP_THRESHOLD, 0.7f, "-12.0dB"},
+        {PARAM_COMP_THRESHOLD, 0.0f, "-40.0dB"}, {PARAM_COMP_RATIO, 0.0f, "1.0:1"}, {PARAM_COMP_RATIO, 0.5f, "1.9:1"},
+        {PARAM_COMP_RATIO, 1.0f, "20.0:1"},
+        // a destination names its target, or "unassigned" below the first code and past the table
+        {PARAM_MOD_DESTINATION, 0.0f, "unassigned"}, {PARAM_MOD_DESTINATION, 0.5f / 65536.0f, "unassigned"},
+        {PARAM_MOD_DESTINATION + 1, ParamEncodeWhole(0), "PostGain"}, {PARAM_MOD_DESTINATION + 1, 1.5f / 65536.0f, "PostGain"},
+        {PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(PARAM_REVERB_TIME + 1), "RvbTime2"},
+        {PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(230), "FXSlot8"},
+        {PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(231), "unassigned"}, {PARAM_MOD_DESTINATION + 8, 1.0f, "unassigned"},
     };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
+    for (auto c : cases) EXPECT_EQ(Text(&context, c.parameter, c.value), c.text) << PARAM_INFO[c.parameter].name << " at " << c.value;
 }
 
-TEST(ParamText, bipolar_and_switches) {
-    const TextCase cases[] = {
-        { PARAM_DELAY_PAN, 0.9f, "80%" },
-        { PARAM_DELAY_PAN, 0.5f, "0%" },
-        { PARAM_PHASER_FEEDBACK, 0.0f, "-100%" },
-        { PARAM_MOD_AMOUNT + 8, 1.0f, "100%" },
-        { PARAM_MOD_AMOUNT, 0.2525f, "-49%" },  // truncated toward zero
-        { PARAM_CHORUS_ENABLE, 0.5f, "on" },
-        { PARAM_CHORUS_ENABLE, 0.49999997f, "off" },
-        { PARAM_MOD_PINGPONG + 2, 1.0f, "on" },
-        { 1, 0.0f, "off" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, stepped_values_count_from_one) {
-    const TextCase cases[] = {
-        { PARAM_DELAY_TIME, 0.0f, "1/8 beats" },
-        { PARAM_DELAY_TIME, 1.0f, "16/8 beats" },
-        { PARAM_PINGPONG_TIME + 2, 0.49f, "8/8 beats" },
-        { PARAM_PHASER_STEPS, 0.0f, "1 step" },
-        { PARAM_PHASER_STEPS, 0.2f, "2 steps" },
-        { PARAM_PHASER_STEPS + 1, 1.0f, "6 steps" },
-        { PARAM_CHORUS_VOICES, 0.0f, "1 voice" },
-        { PARAM_CHORUS_VOICES, 0.5f, "2 voices" },
-        { PARAM_CHORUS_VOICES, 1.0f, "4 voices" },
-        { PARAM_MOD_RATE, 0.0f, "8/1" },
-        { PARAM_MOD_RATE + 1, 16.0f / 27.0f, "1/4" },
-        { PARAM_MOD_RATE + 2, 1.0f, "1/32T" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, time_curve_has_three_segments_and_three_formats) {
-    const TextCase cases[] = {
-        { PARAM_REVERB_PREDELAY, 0.0f, "0.00ms" },
-        { PARAM_REVERB_PREDELAY, 0.01f, "5.00ms" },
-        { PARAM_COMP_ATTACK, 0.1f, "50ms" },
-        { PARAM_COMP_ATTACK, 0.2f, "100ms" },
-        { PARAM_COMP_RELEASE, 0.5f, "914ms" },
-        { PARAM_COMP_RELEASE, 0.9f, "2.00s" },
-        { PARAM_COMP_RELEASE + 2, 1.0f, "10.00s" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, frequencies) {
-    const TextCase cases[] = {
-        { PARAM_DELAY_LOW_PASS, 0.0f, "40Hz" },
-        { PARAM_PINGPONG_HIGH_PASS, 1.0f, "21500Hz" },
-        { PARAM_DELAY_HIGH_PASS, 0.5f, "927Hz" },
-        { PARAM_PHASER_BASE, 0.41f, "1020.00Hz" },
-        { PARAM_PHASER_BASE, 1.0f, "2200.00Hz" },
-        { PARAM_PHASER_RATE, 0.2f, "0.40Hz" },
-        { PARAM_CHORUS_SPEED, 0.2f, "1.0Hz" },
-        { PARAM_CHORUS_SPEED, 0.4999f, "2.5Hz" },
-        { PARAM_CHORUS_SPEED, 0.5f, "2.5Hz" },  // the knee: slow below, fast above
-        { PARAM_CHORUS_SPEED, 0.6f, "12.0Hz" },
-        { PARAM_CHORUS_SPEED, 1.0f, "50.0Hz" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, decibels_and_ratio_print_what_the_arithmetic_gives) {
-    const TextCase cases[] = {
-        { PARAM_POST_GAIN, 0.5f, "0.0dB" },
-        { PARAM_POST_GAIN, 0.49999997f, "-0.0dB" },
-        { PARAM_EQ_LOW_GAIN, 0.0f, "-20.0dB" },
-        { PARAM_COMP_MAKEUP, 1.0f, "20.0dB" },
-        { PARAM_COMP_THRESHOLD, 1.0f, "0.0dB" },
-        { PARAM_COMP_THRESHOLD, 0.99999994f, "-0.0dB" },
-        { PARAM_COMP_THRESHOLD, 0.7f, "-12.0dB" },
-        { PARAM_COMP_THRESHOLD, 0.0f, "-40.0dB" },
-        { PARAM_COMP_RATIO, 0.0f, "1.0:1" },
-        { PARAM_COMP_RATIO, 0.5f, "1.9:1" },
-        { PARAM_COMP_RATIO, 1.0f, "20.0:1" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, destination_names_its_target_or_unassigned) {
-    const TextCase cases[] = {
-        { PARAM_MOD_DESTINATION, 0.0f, "unassigned" },
-        { PARAM_MOD_DESTINATION, 0.5f / 65536.0f, "unassigned" },  // below the first code
-        { PARAM_MOD_DESTINATION + 1, ParamEncodeWhole(0), "PostGain" },
-        { PARAM_MOD_DESTINATION + 1, 1.5f / 65536.0f, "PostGain" },
-        { PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(PARAM_REVERB_TIME + 1), "RvbTime2" },
-        { PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(230), "FXSlot8" },
-        { PARAM_MOD_DESTINATION + 8, ParamEncodeWhole(231), "unassigned" },
-        { PARAM_MOD_DESTINATION + 8, 1.0f, "unassigned" },
-    };
-    ExpectTexts(cases, sizeof cases / sizeof cases[0]);
-}
-
-TEST(ParamText, reverb_time_of_every_instance_follows_the_first_algorithm) {
+TEST(ParamText, reverb_time_follows_the_first_algorithm_minus_one_reads_the_editor_and_buffers_hold) {
     EngineContext context = {};
-    // The other instances' algorithms must not matter.
-    context.editorValue[PARAM_REVERB_ALGORITHM + 1] = ParamEncodeWhole(3);
+    context.editorValue[PARAM_REVERB_ALGORITHM + 1] = ParamEncodeWhole(3);  // must not matter
     context.editorValue[PARAM_REVERB_ALGORITHM + 2] = ParamEncodeWhole(2);
-    struct { float algorithm; const char *text; } cases[] = {
-        { ParamEncodeWhole(0), "~5.5s" },  // Hall
-        { ParamEncodeWhole(1), "~2.0s" },  // Room
-        { ParamEncodeWhole(2), "~3.0s" },  // Plate
-        { ParamEncodeWhole(3), "~9.5s" },  // Church
-        { ParamEncodeWhole(4), "~7.0s" },  // Atmosphere
-        { ParamEncodeWhole(9), "~7.0s" },
-        { 0.0f, "~7.0s" },
-    };
-    for (const auto &c : cases) {
+    const struct { float algorithm; const char *text; } cases[] = {
+        {ParamEncodeWhole(0), "~5.5s"}, {ParamEncodeWhole(1), "~2.0s"}, {ParamEncodeWhole(2), "~3.0s"},
+        {ParamEncodeWhole(3), "~9.5s"}, {ParamEncodeWhole(4), "~7.0s"}, {ParamEncodeWhole(9), "~7.0s"}, {0.0f, "~7.0s"}};
+    for (auto c : cases) {
         context.editorValue[PARAM_REVERB_ALGORITHM] = c.algorithm;
         for (int32_t instance = 0; instance < 3; instance++)
-            EXPECT_EQ(Text(&context, PARAM_REVERB_TIME + instance, 0.5f), c.text)
-                << "instance " << instance + 1 << ", algorithm " << ParamDecodeWhole(c.algorithm);
+            EXPECT_EQ(Text(&context, PARAM_REVERB_TIME + instance, 0.5f), c.text) << instance << " " << c.algorithm;
     }
-}
-
-TEST(ParamText, minus_one_shows_the_editor_value) {
-    EngineContext context = {};
-    context.editorValue[PARAM_POST_GAIN] = 1.0f;
-    context.editorValue[PARAM_DELAY_TIME2] = 1.0f;
+    context.editorValue[PARAM_POST_GAIN] = context.editorValue[PARAM_DELAY_TIME2] = 1.0f;
     EXPECT_EQ(Text(&context, PARAM_POST_GAIN, -1.0f), "20.0dB");
     EXPECT_EQ(Text(&context, PARAM_DELAY_TIME2, -1.0f), "16/8 beats");
     EXPECT_EQ(Text(&context, PARAM_COMP_THRESHOLD, -1.0f), "-40.0dB");
-}
 
-TEST(ParamText, small_buffers_are_terminated_and_never_overrun) {
-    EngineContext context = {};
-    for (int32_t size : { 0, 1, 4 }) {
+    for (int32_t size : {0, 1, 4}) {  // small buffers are terminated and never overrun
         char buffer[16];
         memset(buffer, 'x', sizeof buffer);
         ParamFormatValue(&context, PARAM_MOD_DESTINATION, buffer, size, 0.0f);
@@ -477,3 +281,5 @@ TEST(ParamText, small_buffers_are_terminated_and_never_overrun) {
     ParamFormatValue(&context, PARAM_COUNT, buffer, sizeof buffer, 0.5f);
     EXPECT_STREQ(buffer, "");
 }
+
+}  // namespace

@@ -1,0 +1,34 @@
+// What the shell's own tests stand on: instances made straight from the
+// clap_entry linked into the test, and a temporary HOME.
+#pragma once
+#include <optional>
+#include <string>
+
+#include "shell/plugin.h"
+
+extern "C" const clap_plugin_entry_t clap_entry;
+
+typedef const void *(*HostGetExtension)(const clap_host_t *host, const char *id);
+
+// A host table that answers get_extension with `getExtension` (no function
+// at all for null). The table must outlive the instances made with it.
+clap_host_t MakeHost(HostGetExtension getExtension = nullptr);
+// A created and initialised instance for `host`.
+const clap_plugin_t *NewPlugin(const clap_host_t *host);
+
+// HOME pointed at a fresh folder holding an empty ".config" for as long as
+// this lives; the old HOME and working directory come back afterwards.
+struct TempHome {
+    std::string home, settingsFile;
+    std::optional<std::string> oldHome;
+    std::string oldDirectory;
+
+    TempHome();
+    ~TempHome();
+    TempHome(const TempHome &) = delete;
+    void PutSettings(const std::string &bytes) const { WriteWholeFile(settingsFile, bytes); }
+    std::string Settings() const { return ReadWholeFile(settingsFile); }
+
+    static std::string ReadWholeFile(const std::string &path);  // "<none>" when it can't be opened
+    static void WriteWholeFile(const std::string &path, const std::string &bytes);
+};

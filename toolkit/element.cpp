@@ -324,9 +324,12 @@ uint32_t UIDispatchPointer(Editor *editor, UIWindow *window, Plugin *plugin, UIM
     }
     if (message == UI_MSG_RIGHT_DOWN && !hit) {
         // Shift and a right press on the bare background reloads a custom
-        // skin, so its author sees an edit without reopening the editor.
+        // skin, so its author sees an edit without reopening the editor. The
+        // editor's notice only lines up two pictures, so it may follow the
+        // palette.
         if (shift && !window->openPage && uiSkin == UI_SKIN_CUSTOM) {
-            UIEditorSend(editor, window, plugin, UI_ASK_RELOAD_SKIN, 0, nullptr);
+            UIPaletteReload();
+            UIEditorSend(editor, window, plugin, EDITOR_MSG_SKIN_LOADED, 0, nullptr);
             window->needsRepaint = 1;
         }
         return info.cursor;

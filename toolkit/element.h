@@ -61,8 +61,8 @@ enum : uint32_t {
 };
 
 // Questions and orders of the toolkit that only the program can answer: the
-// parameter table, the values, ParamSet, the host's indication colours and
-// the menus live outside the toolkit, and the toolkit must not include their
+// parameter table, the values, ParamSet, the host's indication colours, the
+// meters and the menus live outside the toolkit, and the toolkit must not include their
 // headers. They go through the same hook as the editor's messages, above the
 // editor's own range. Answer records are filled by the toolkit with the
 // neutral answer before sending, so a program that answers nothing (the hook
@@ -75,9 +75,8 @@ enum : uint32_t {
     UI_ASK_PARAM_SET = 66,       // argument: parameter; data: float, the new value (ParamSet)
     UI_ASK_PARAM_MENU = 67,      // argument: parameter; data: the element; opens its menu
     UI_ASK_PREVIEW_MENU = 68,    // argument: index of the preview row; opens its menu
-    UI_ASK_RELOAD_SKIN = 69,     // reload the pictures and the palette of the custom skin
-    UI_ASK_AUDIO_ACTIVE = 70,    // returns 1 while the audio side shows activity
-    UI_ASK_INDICATION = 71,      // argument: parameter; data: UIIndication
+    UI_ASK_AUDIO_ACTIVE = 69,    // returns 1 while the audio side shows activity
+    UI_ASK_INDICATION = 70,      // argument: parameter; data: UIIndication
 };
 
 struct UIParamFacts {
@@ -267,8 +266,9 @@ UIPointerInfo UIPointerAt(int32_t deviceX, int32_t deviceY, uint8_t shift, uint8
 
 // Turns a press, release, reset, wheel or hover at a device position into a
 // message to the element under it, with the window-wide holds, the pending
-// modulation assignment, the parameter menu and the preview menus taken
-// first. Returns the cursor answered (0 when nobody answered).
+// modulation assignment, the parameter menu, the preview menus and the
+// custom skin's reload taken first. Returns the cursor answered (0 when
+// nobody answered).
 uint32_t UIDispatchPointer(Editor *editor, UIWindow *window, Plugin *plugin, UIMessage message,
                            int32_t deviceX, int32_t deviceY, uint8_t shift, int32_t wheelDelta);
 

@@ -6,7 +6,10 @@
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "shell/params.h"
@@ -44,7 +47,7 @@ int32_t ProgramAnswer(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
     case UI_ASK_PARAM_SET: ParamSet(plugin, (int32_t)argument, *(float *)data); return 0;
     case UI_ASK_PARAM_MENU: program.menuParam = argument; return 0;
     case UI_ASK_PREVIEW_MENU: program.previewRow = argument; return 0;
-    case UI_ASK_RELOAD_SKIN: program.reloads++; return 0;
+    case EDITOR_MSG_SKIN_LOADED: program.reloads++; return 0;
     case UI_ASK_AUDIO_ACTIVE: return editor->meter->audioActive;
     case EDITOR_MSG_PLACE_UNITS: memcpy(data, program.placement, sizeof program.placement); return 0;
     case EDITOR_MSG_PAINT_BACKGROUND:
@@ -448,15 +451,35 @@ TEST_F(Elements, assign_mode_and_right_clicks_go_to_the_program_first) {
     EXPECT_EQ(program.previewRow, -1);
     Pointer(UI_MSG_RIGHT_UP, 49, 169);
     EXPECT_EQ(program.previewRow, 3);
+}
 
-    // Shift and a right press on the bare background reload a custom skin only.
+TEST_F(Elements, shift_and_right_press_on_the_background_reload_a_custom_skin) {
+    char folder[] = "/tmp/element-test-XXXXXX";
+    ASSERT_TRUE(mkdtemp(folder));
+    std::string home = folder, oldHome = getenv("HOME") ? getenv("HOME") : "";
+    mkdir((home + "/.config").c_str(), 0755);
+    std::ofstream(home + "/.config/OrwenAudioPlugins.ini") << "[LathemoorFX]\nCustomSkin=" << home << "\n";
+    std::ofstream(home + "/palette.ini") << "PAL_CURVE_LINE=0xFF112233\n";
+    setenv("HOME", home.c_str(), 1);
+    Add(1, 0, 0, 40, 40);
+    UIWindowStart(&window);
+
     uiSkin = UI_SKIN_SHIPPED;
     Pointer(UI_MSG_RIGHT_DOWN, 100, 100, 1);
     uiSkin = UI_SKIN_CUSTOM;
     Pointer(UI_MSG_RIGHT_DOWN, 100, 100, 0);
+    Pointer(UI_MSG_RIGHT_DOWN, 10, 10, 1);                    // on an element: its own press
+    EXPECT_EQ(paletteValues[PAL_CURVE_LINE], paletteDefaults[PAL_CURVE_LINE]);
     EXPECT_EQ(program.reloads, 0);
+    EXPECT_EQ(Got(UI_MSG_RIGHT_DOWN), std::vector<int>{1});
     Pointer(UI_MSG_RIGHT_DOWN, 100, 100, 1);
+    EXPECT_EQ(paletteValues[PAL_CURVE_LINE], 0xFF112233u);
     EXPECT_EQ(program.reloads, 1);
+
+    setenv("HOME", oldHome.c_str(), 1);
+    uiSkin = savedSkin;
+    UIPaletteReload();   // leaves the pictures and palette as the other tests expect them
+    system(("rm -rf " + home).c_str());
 }
 
 }  // namespace

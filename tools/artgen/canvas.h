@@ -134,7 +134,3 @@ void DrawTextShadowed(Canvas *canvas, uint32_t font, float size, float x, float 
 // the colour of their visible neighbours, so that a picture shrunk without
 // premultiplication keeps clean edges. When `opaque`, every alpha is 255.
 void CanvasToPixels(const Canvas *canvas, uint32_t *pixels, bool opaque);
-// A PNG of colour type 6, bit depth 8, with only IHDR, IDAT and IEND; the
-// bytes are the same for the same pixels. The caller frees *bytes.
-void EncodePNG(const uint32_t *pixels, int32_t width, int32_t height, uint8_t **bytes,
-               uint64_t *size);

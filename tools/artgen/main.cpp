@@ -15,6 +15,7 @@
 #include "toolkit/image_list.h"
 #include "toolkit/png.h"
 #include "tools/artgen/art.h"
+#include "tools/png_write.h"
 
 namespace {
 

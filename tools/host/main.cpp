@@ -10,6 +10,7 @@
 #include <cmath>
 #include <string>
 #include <vector>
+#include "tools/host/art_sheet.h"
 #include "tools/host/host.h"
 
 // ---- the demo ----
@@ -256,6 +257,8 @@ static void Usage(FILE *to) {
             "  presets                   index presets as a host does: locations, file types,\n"
             "                            and every patch file in the \"UserPatches\" folder\n"
             "  demo [OUT.wav]            render the built-in demo piece (default %s)\n"
+            "  art-sheet OUT.png         every picture of the editor on one sheet, drawn by\n"
+            "    --scale N               the plug-in's own code at N percent (1..200, default 100)\n"
             "The plug-in is $LATHEMOOR_PLUGIN, else ~/.clap/LathemoorFX.clap, else the one\n"
             "this build made.\n",
             DEFAULT_BLOCK, DEFAULT_PATCH_NAME, DEMO_OUTPUT);
@@ -528,6 +531,7 @@ static bool OptionBelongs(const std::string &option, const std::string &command)
         option == "--curve")
         return command == "render" || command == "save-patch";
     if (option == "--name") return command == "save-patch";
+    if (option == "--scale") return command == "art-sheet";
     return command == "render";  // --tempo, --block, --rate, --state-out
 }
 
@@ -537,6 +541,7 @@ static int Run(int argc, char **argv) {
     RenderJob job;
     std::string name = DEFAULT_PATCH_NAME;
     uint32_t rate = 0;
+    int32_t scale = 100;
     for (int i = 1; i < argc; i++) {
         std::string arg = argv[i];
         auto value = [&]() -> std::string {
@@ -575,6 +580,8 @@ static int Run(int argc, char **argv) {
             job.stateOut = value();
         } else if (arg == "--name") {
             name = value();
+        } else if (arg == "--scale") {
+            scale = (int32_t)ParseCount(value(), "scale", 1000);
         } else if (arg.size() > 1 && arg[0] == '-') {
             throw HostError("unknown option " + arg + " (see --help)");
         } else {
@@ -612,6 +619,10 @@ static int Run(int argc, char **argv) {
     if (command == "demo") {
         if (words.size() > 2) throw HostError("demo takes at most one file name");
         return CommandDemo(pluginPath, words.size() == 2 ? words[1] : DEMO_OUTPUT);
+    }
+    if (command == "art-sheet") {
+        if (words.size() != 2) throw HostError("art-sheet wants OUT.png");
+        return CommandArtSheet(words[1], scale);
     }
     throw HostError("unknown command \"" + command + "\" (see --help)");
 }

@@ -14,6 +14,7 @@
 #include "store/undo.h"
 #include "store/settings.h"
 #include "toolkit/images.h"
+#include "toolkit/font.h"
 #include "toolkit/palette.h"
 
 PluginGlobals globals;
@@ -73,6 +74,7 @@ static void StartProcessWideState(void) {
     uiSkin = SettingOrDefault(U"UISkin", UI_SKIN_SHIPPED);
     globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
     globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
+    UIFontUseEmbedded();
     UIPaletteReload();
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);

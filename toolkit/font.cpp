@@ -3,9 +3,15 @@
 #include <string.h>
 
 #include "toolkit/element.h"
+#include "toolkit/embedded.h"
 #include "toolkit/scale.h"
 
 const uint8_t *uiFontBlob = nullptr;
+
+void UIFontUseEmbedded(void) {
+    const UIEmbeddedFile *file = UIEmbeddedFind("res/BakedFonts.dat");
+    uiFontBlob = file ? file->start : nullptr;
+}
 
 namespace {
 

@@ -40,6 +40,9 @@ enum {
 // plug-in points it at its embedded copy). While it is null, nothing draws
 // and everything measures 0.
 extern const uint8_t *uiFontBlob;
+// Points uiFontBlob at the copy linked into the program ("res/BakedFonts.dat"),
+// or leaves it null when the build has none.
+void UIFontUseEmbedded(void);
 
 // Picks the pixel size for the class at the current scale: the first size at
 // least designSize * uiScale / 100, or the largest. Returns its glyph table

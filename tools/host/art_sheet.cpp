@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "toolkit/embedded.h"
 #include "toolkit/font.h"
 #include "toolkit/images.h"
 #include "toolkit/painter.h"
@@ -60,8 +59,7 @@ int CommandArtSheet(const std::string &path, int32_t scale) {
     }
     uiScale = scale;
     uiSkin = UI_SKIN_SHIPPED;
-    const UIEmbeddedFile *font = UIEmbeddedFind("res/BakedFonts.dat");
-    uiFontBlob = font ? font->start : nullptr;
+    UIFontUseEmbedded();
     UISkinSelect();
 
     int32_t missing = 0;

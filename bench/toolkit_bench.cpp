@@ -1,0 +1,79 @@
+// The interface toolkit's costs that a user feels: decoding the embedded art
+// (at an editor's first paint and after every change of scale or skin) and
+// drawing film-strip frames (every dial, every paint). Fastest of a few runs.
+#include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <vector>
+
+#include "toolkit/images.h"
+#include "toolkit/painter.h"
+#include "toolkit/scale.h"
+
+static double Now() {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return t.tv_sec + t.tv_nsec * 1e-9;
+}
+
+static const int RUNS = 5;
+
+// Every image decoded (and shrunk where the scale asks), from a fresh selection.
+static double DecodeAll(int32_t scale) {
+    double best = 1e30;
+    for (int run = 0; run < RUNS; run++) {
+        uiScale = scale;
+        UISkinSelect();
+        double start = Now();
+        for (int32_t i = 0; i < UI_IMAGE_COUNT; i++) UIImageEnsureLoaded(UIImageAt(i));
+        double seconds = Now() - start;
+        if (seconds < best) best = seconds;
+    }
+    return best;
+}
+
+// Each frame of the twelve dial strips drawn once into a window-sized buffer,
+// pictures already decoded: the drawing alone.
+static double PaintDialFrames(int32_t scale, int32_t *count) {
+    UIPainter painter = {};
+    painter.width = 1068 * scale / 100;
+    painter.height = 573 * scale / 100;
+    std::vector<uint32_t> pixels((size_t)painter.width * painter.height, 0xFF202020);
+    painter.pixels = pixels.data();
+    double best = 1e30;
+    for (int run = 0; run < RUNS; run++) {
+        *count = 0;
+        double start = Now();
+        for (int32_t strip = 0; strip < UI_IMAGE_STRIP_COUNT; strip++) {
+            if (strip == STRIP_SLIDER) continue;
+            for (int32_t n = UIImageStripFirstFrame((UIImageStrip)strip);
+                 n <= UIImageStripLastFrame((UIImageStrip)strip); n++) {
+                // Dials stand on a grid of design positions, as in the rack.
+                int32_t x = 42 + 56 * (*count % 17), y = 60 + 60 * (*count / 17 % 8);
+                UIDrawImage(&painter, UIImageFrame((UIImageStrip)strip, n), x, y, true);
+                ++*count;
+            }
+        }
+        double seconds = Now() - start;
+        if (seconds < best) best = seconds;
+    }
+    return best;
+}
+
+int main() {
+    printf("decoding all %d images (fastest of %d):\n", (int)UI_IMAGE_COUNT, RUNS);
+    for (int32_t scale : {100, 125, 150, 200}) {
+        printf("  at %3d %%: %7.1f ms\n", scale, DecodeAll(scale) * 1e3);
+    }
+    printf("drawing every dial frame once, decoded (fastest of %d):\n", RUNS);
+    for (int32_t scale : {100, 200}) {
+        DecodeAll(scale);
+        int32_t count = 0;
+        double seconds = PaintDialFrames(scale, &count);
+        printf("  at %3d %%: %d frames in %6.3f ms, %5.2f us per frame\n", scale, count,
+               seconds * 1e3, seconds * 1e6 / count);
+    }
+    UIImagesFree();
+    return 0;
+}

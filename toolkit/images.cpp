@@ -226,33 +226,6 @@ void ResolveRows(void) {
     }
 }
 
-// The whole file, or null when it can't be read or is over `limit` bytes.
-uint8_t *ReadFile(const char *path, size_t limit, size_t *size) {
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return nullptr;
-    struct stat info;
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || (size_t)info.st_size > limit) {
-        close(fd);
-        return nullptr;
-    }
-    size_t length = (size_t)info.st_size;
-    uint8_t *bytes = (uint8_t *)malloc(length ? length : 1);
-    size_t done = 0;
-    while (done < length) {
-        ssize_t got = read(fd, bytes + done, length - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) break;
-        done += (size_t)got;
-    }
-    close(fd);
-    if (done != length) {
-        free(bytes);
-        return nullptr;
-    }
-    *size = length;
-    return bytes;
-}
-
 // The custom skin's picture for image: "<CustomSkin>/<name>_<n>x.png", n being
 // artScale / 100 (a strip frame lives in a subfolder named after the strip),
 // decoded, and only when it has exactly the embedded picture's size.
@@ -274,7 +247,7 @@ uint32_t *DecodeCustom(const UIImage *image, const uint8_t *data, size_t dataSiz
     char *narrow = TextNarrow(path);
     free(path);
     size_t size = 0;
-    uint8_t *file = ReadFile(narrow, UI_IMAGE_CUSTOM_MAX_FILE_SIZE, &size);
+    uint8_t *file = UIReadFile(narrow, UI_IMAGE_CUSTOM_MAX_FILE_SIZE, &size);
     free(narrow);
     if (!file) return nullptr;
     uint32_t *pixels = nullptr;
@@ -409,4 +382,31 @@ uint32_t *UIImageShrink(const uint32_t *pixels, int32_t width, int32_t height, i
     }
     *newWidth = w, *newHeight = h;
     return out;
+}
+
+uint8_t *UIReadFile(const char *path, size_t limit, size_t *size) {
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    struct stat info;
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || (size_t)info.st_size > limit) {
+        close(fd);
+        return nullptr;
+    }
+    size_t length = (size_t)info.st_size;
+    uint8_t *bytes = (uint8_t *)malloc(length + 1);
+    size_t done = 0;
+    while (done < length) {
+        ssize_t got = read(fd, bytes + done, length - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += (size_t)got;
+    }
+    close(fd);
+    if (done != length) {
+        free(bytes);
+        return nullptr;
+    }
+    bytes[length] = 0;
+    *size = length;
+    return bytes;
 }

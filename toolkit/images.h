@@ -91,6 +91,10 @@ void UIImagesFree(void);
 uint32_t *UIImageShrink(const uint32_t *pixels, int32_t width, int32_t height, int32_t artScale,
                         int32_t uiScale, int32_t *newWidth, int32_t *newHeight);
 
+// A whole regular file of at most `limit` bytes in a malloc'd block with one
+// zero byte behind the data (for text), or null. For the custom skin's files.
+uint8_t *UIReadFile(const char *path, size_t limit, size_t *size);
+
 // ---- drawing ----
 
 // At (x + offsetX, y + offsetY), times uiScale / 100 when scaled; all or

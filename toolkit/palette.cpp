@@ -1,12 +1,8 @@
 // The palette table, its defaults and the reading of a skin's "palette.ini".
 #include "toolkit/palette.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "store/settings.h"
 #include "toolkit/images.h"
@@ -32,35 +28,6 @@ uint32_t *UIPaletteFind(const char *name) {
     for (uint32_t i = 0; i < PAL_COUNT; i++)
         if (!strcmp(paletteNames[i], name)) return &paletteValues[i];
     return nullptr;
-}
-
-// The whole file with one spare byte behind it for the walker's terminating
-// zero, or null when it can't be read or is UI_PALETTE_MAX_FILE_SIZE or more.
-static char *ReadWholeFile(const char *path, size_t *length) {
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return nullptr;
-    struct stat info;
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size >= UI_PALETTE_MAX_FILE_SIZE) {
-        close(fd);
-        return nullptr;
-    }
-    size_t size = (size_t)info.st_size;
-    char *buffer = (char *)malloc(size + 1);
-    size_t done = 0;
-    while (done < size) {
-        ssize_t got = read(fd, buffer + done, size - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) break;
-        done += (size_t)got;
-    }
-    close(fd);
-    if (done != size) {
-        free(buffer);
-        return nullptr;
-    }
-    buffer[size] = 0;
-    *length = size;
-    return buffer;
 }
 
 static void ApplyPaletteText(char *text, size_t length) {
@@ -90,7 +57,8 @@ void UIPaletteLoad(int32_t skin) {
     char *path = TextNarrow(folder);
     free(folder);
     size_t length = 0;
-    char *text = ReadWholeFile(path, &length);
+    // The walker needs a terminating zero, which the reader puts behind the data.
+    char *text = (char *)UIReadFile(path, UI_PALETTE_MAX_FILE_SIZE - 1, &length);
     free(path);
     if (!text) return;
     ApplyPaletteText(text, length);

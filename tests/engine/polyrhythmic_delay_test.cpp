@@ -1,6 +1,7 @@
-// The Polyrhythmic Delay: where its echoes fall, and its output against a
-// plain model of the unit under random changes of every value and the tempo.
+// The Polyrhythmic Delay: where its echoes fall, what stops its lines, and
+// what becomes of its storage.
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include "tests/support/engine_rig.h"
 
@@ -68,82 +69,69 @@ TEST(PolyDelay, echoes_fall_at_the_line_lengths_cross_sides_and_step_in_eighths_
     EXPECT_EQ(rig.Line(1).samples, nullptr);
 }
 
-// Two lines in a row, each a queue of frames: the oldest comes out through
-// the wet high-pass and goes back, crossed over, through the feedback low-pass.
-struct DelayModel {
-    ModelLine line[2][2];  // [line][channel]
-    ModelBiquad feedback[2], wet[2];
-
-    void Run(const EngineContext &context, const float *v, float *frames, int count) {
-        if (!(v[PARAM_DELAY_ENABLE] > 0.5f)) {
-            for (auto &channels : line) channels[0] = channels[1] = ModelLine();
-            return;
-        }
-        float pan = v[PARAM_DELAY_PAN];
-        RunLine(0, context, v, v[PARAM_DELAY_MIX], v[PARAM_DELAY_TIME], 2.0f * pan, 2.0f * (1.0f - pan),
-                frames, count);
-        RunLine(1, context, v, v[PARAM_DELAY_MIX2], v[PARAM_DELAY_TIME2], 2.0f * (1.0f - pan),
-                2.0f * pan, frames, count);
+TEST(PolyDelay, a_zero_mix_or_a_degenerate_tempo_stops_a_line_and_disabling_frees_both_and_keeps_filters) {
+    {
+        DelayRig rig(44100.0f, 4000.0f);  // 2000 frames
+        std::vector<float> in = Click(12000, 1.0f, 1.0f), out = in;
+        rig.Run(out, 0, 512);
+        rig.Set(PARAM_DELAY_MIX, 0.0f);
+        rig.Run(out, 512, 8000);
+        EXPECT_EQ(rig.Line(0).writeIndex, 2 * 512);
+        rig.Set(PARAM_DELAY_MIX, 1.0f);
+        rig.Run(out, 8000);  // the old content is still there and plays 1488 frames after the return
+        EXPECT_EQ(FirstChange(in, out), 8000 + 1488);
     }
-    void RunLine(int k, const EngineContext &context, const float *v, float mix, float time,
-                 float gainLeft, float gainRight, float *frames, int count) {
-        float g = v[PARAM_DELAY_FEEDBACK];
-        if (mix == 0.0f || g == 0.0f) return;
-        float length = (floorf(15.9984f * time) + 1.0f) * 0.125f * context.samplesPerBeat;
-        if (!(length >= 1.0f && length < 1073741824.0f)) return;
-        for (ModelLine &channel : line[k]) channel.Size((size_t)(int)length);
-        float sr = context.sampleRate;
-        feedback[k].c = LowPassDesign(CutoffCurve(1.0f - v[PARAM_DELAY_LOW_PASS]), sr);
-        wet[k].c = HighPassDesign(CutoffCurve(v[PARAM_DELAY_HIGH_PASS]), sr);
-        float m = Clamp01(mix);
-        g = Clamp01(g) * 0.95f;
-        for (int i = 0; i < count; i++) {
-            float inL = frames[2 * i], inR = frames[2 * i + 1];
-            float dL = line[k][0].Oldest(), dR = line[k][1].Oldest();
-            frames[2 * i] += wet[k].Step(0, dL) * m;
-            frames[2 * i + 1] += wet[k].Step(1, dR) * m;
-            float fL = feedback[k].Step(0, g * dR), fR = feedback[k].Step(1, g * dL);
-            line[k][0].Write(inL * gainLeft + fL), line[k][1].Write(inR * gainRight + fR);
-        }
+    for (float tempoAfter : {4000.1f, 4002.0f}) {  // 2000 frames, then 2000.05 or 2001: kept or cleared
+        DelayRig rig(44100.0f, 4000.0f);
+        std::vector<float> in = Click(3000, 1.0f, 1.0f), out = in;
+        rig.Run(out, 0, 1024);
+        rig.context.samplesPerBeat = tempoAfter;
+        rig.Run(out, 1024);
+        EXPECT_EQ(FirstChange(in, out), tempoAfter < 4001.0f ? 2000 : -1) << tempoAfter;
     }
-};
-
-// Same float operations in the same order: equal bit for bit, through tempo
-// changes within a frame and beyond, degenerate tempi, lines stopped by a Mix
-// of 0, and disabling.
-TEST(PolyDelay, matches_a_plain_model_bit_for_bit_under_random_changes) {
-    const int rows[] = {PARAM_DELAY_PAN, PARAM_DELAY_FEEDBACK, PARAM_DELAY_LOW_PASS, PARAM_DELAY_HIGH_PASS,
-                        PARAM_DELAY_MIX, PARAM_DELAY_TIME,     PARAM_DELAY_MIX2,     PARAM_DELAY_TIME2};
-    const float tempi[] = {240.0f, 240.004f, 333.3f, 0.0f, NAN, 96.5f, INFINITY, -800.0f, 1e30f, 1e-4f};
-    for (int instance : {0, 2}) {
-        Random random(100 + instance);
-        DelayRig rig(instance ? 32000.0f : 44100.0f, 240.0f);
-        rig.instance = instance;
-        DelayModel model;
-        const float *v = rig.context.liveValue + instance;
-        ModelRun run;
-        run.blocks = 600;
-        run.change = [&](int) {
-            float change = random.Unit();
-            if (change < 0.3f) {
-                int row = rows[random.Below(8)];
-                bool zeroable = row == PARAM_DELAY_FEEDBACK || row == PARAM_DELAY_MIX || row == PARAM_DELAY_MIX2;
-                rig.Set(row, zeroable && random.Chance(0.25f) ? 0.0f : random.Unit());
-            } else if (change < 0.33f) {
-                rig.Set(PARAM_DELAY_ENABLE, random.Chance(0.3f) ? 0.0f : 1.0f);
-            } else if (change < 0.36f) {
-                rig.context.samplesPerBeat = tempi[random.Below(10)];
-            }
-        };
-        run.model = [&](float *frames, int count) { model.Run(rig.context, v, frames, count); };
-        run.silent = [](int block) { return block % 50 >= 35; };
-        run.check = [&](int) {
-            for (int k = 0; k < 2; k++) {
-                ASSERT_EQ(rig.Line(k).length, (int32_t)model.line[k][0].s.size());
-                ASSERT_EQ(rig.Line(k).samples == nullptr, rig.Line(k).length == 0);
-            }
-        };
-        ExpectMatchesModel(rig, random, run);
+    for (float tempo : {0.0f, 1e-4f, -800.0f, NAN, INFINITY, -INFINITY, 1e30f}) {
+        DelayRig rig(44100.0f, tempo);
+        std::vector<float> in = Click(100, 1.0f, 1.0f);
+        EXPECT_EQ(FirstChange(in, rig.Through(in)), -1) << tempo;
+        EXPECT_EQ(rig.Line(0).samples, nullptr) << tempo;
+    }
+    {   // A line that exists stands still through a degenerate tempo and goes on after.
+        DelayRig rig(44100.0f, 4000.0f);
+        std::vector<float> in = Click(4000, 1.0f, 1.0f), out = in;
+        rig.Run(out, 0, 256);
+        DelayLine line = rig.Line(0);
+        std::vector<float> content(line.samples, line.samples + 2 * line.length);
+        rig.context.samplesPerBeat = NAN;
+        rig.Run(out, 256, 1024);
+        EXPECT_EQ(rig.Line(0).samples, line.samples);
+        EXPECT_EQ(rig.Line(0).writeIndex, line.writeIndex);
+        EXPECT_EQ(memcmp(line.samples, content.data(), content.size() * sizeof(float)), 0);
+        rig.context.samplesPerBeat = 4000.0f;
+        rig.Run(out, 1024);
+        EXPECT_EQ(FirstChange(in, out), 1024 + 2000 - 256);
+    }
+    DelayRig rig(44100.0f, 1000.0f);  // 500 frames
+    rig.Set(PARAM_DELAY_MIX2, 0.5f);
+    rig.Through(Noise(2000, 11));
+    PolyDelayState before = rig.engine->polyDelay[0];
+    rig.Set(PARAM_DELAY_ENABLE, 0.5f);  // not above 0.5: off
+    std::vector<float> in = Click(32, 1.0f, 1.0f);
+    EXPECT_EQ(FirstChange(in, rig.Through(in)), -1);
+    for (int k = 0; k < 2; k++) {
+        const PolyDelayLine &line = rig.engine->polyDelay[0].lines[k], &old = before.lines[k];
+        EXPECT_EQ(line.line.samples, nullptr);
+        EXPECT_EQ(line.line.length, 0);
+        EXPECT_EQ(line.line.writeIndex, 0);
+        EXPECT_EQ(memcmp(&line.feedbackFilter, &old.feedbackFilter, sizeof(BiquadStage)), 0);
+        EXPECT_EQ(memcmp(&line.wetFilter, &old.wetFilter, sizeof(BiquadStage)), 0);
+    }
+    rig.Set(PARAM_DELAY_ENABLE, 1.0f);  // enabled again, the lines start empty at their beginning
+    rig.Through(Click(32, 0.0f, 0.0f));
+    for (int k = 0; k < 2; k++) {
+        const DelayLine &line = rig.Line(k);
+        ASSERT_EQ(line.length, 500 * (k + 1));
+        EXPECT_EQ(line.writeIndex, 64);
+        for (int i = 64; i < 2 * line.length; i++) ASSERT_EQ(line.samples[i], 0.0f) << i;
     }
 }
 

@@ -1,6 +1,6 @@
-// The Trance Gate: its levels and patterns, the speed table, the contour
-// ramp, the step that rounding can reach at the end of the pattern, and its
-// output against a plain model at any position and tempo.
+// The Trance Gate: its levels and patterns, its place at any position and
+// tempo, the speed table, the contour ramp, and the step that rounding can
+// reach at the end of the pattern.
 #include <gtest/gtest.h>
 
 #include "tests/support/engine_rig.h"
@@ -36,6 +36,21 @@ TEST(TranceGate, mix_and_patterns_open_or_close_steps_and_right_follows_left_bel
     for (float v : rig.At(77.5, in)) ASSERT_EQ(v, 0.0f);
     rig.Set(PARAM_GATE_MIX, 0.75f);  // between, a closed step keeps 1 - Mix
     for (float v : rig.At(0.0, Ones(100))) ASSERT_EQ(v, 0.25f);
+
+    // The place in the pattern is exact from a count-in (counted from the
+    // pattern's end) to far into a song; a tempo that gives no positive,
+    // finite period passes the audio.
+    GateRig place(1000.0f);  // 1/32: a period of 2,000 frames, steps of 125
+    place.Set(PARAM_GATE_MIX, 1.0f), place.Pattern(PARAM_GATE_LEFT, 0x8001);
+    for (double position : {-50.0, -1900.0, 1e12, 9007199254740000.0})
+        EXPECT_EQ(place.At(position, Ones(1))[0], 1.0f) << position;
+    for (double position : {-126.0, 125.0, 1e12 + 125.0, 9007199254740000.0 - 300.0})
+        EXPECT_EQ(place.At(position, Ones(1))[0], 0.0f) << position;
+    for (float samplesPerBeat : {0.0f, -0.0f, -1000.0f, NAN, INFINITY, -INFINITY}) {
+        GateRig none(samplesPerBeat);
+        none.Pattern(PARAM_GATE_LEFT, 0);
+        EXPECT_EQ(none.At(5.0, in), in) << samplesPerBeat;
+    }
 
     GateRig stereo(1000.0f);
     stereo.Pattern(PARAM_GATE_LEFT, 0xFFFF), stereo.Pattern(PARAM_GATE_RIGHT, 0);
@@ -109,65 +124,6 @@ TEST(TranceGate, a_position_that_rounds_to_step_sixteen_plays_step_zero) {
     EXPECT_EQ(rig.At(position, Ones(1))[0], 1.0f);
     rig.Pattern(PARAM_GATE_LEFT, 0x0001);
     EXPECT_EQ(rig.At(position, Ones(1))[0], 0.0f);
-}
-
-// Each frame's place in the pattern from fmod, as described; the pattern's
-// bits doubled to 32 so that step 16 reads step 0.
-float ModelLevel(int pattern, int step, float closed) {
-    uint32_t doubled = (uint32_t)pattern | ((uint32_t)pattern << 16);
-    return (doubled >> (step % 32)) & 1 ? 1.0f : closed;
-}
-
-void GateModel(const float *v, float samplesPerBeat, double position, float *frames, int count) {
-    if (!(v[PARAM_GATE_ENABLE] > 0.5f)) return;
-    const double beats[] = {16.0, 8.0, 4.0, 2.0, 1.0};
-    int speed = ParamDecodeWhole(v[PARAM_GATE_SPEED]);
-    double period = (double)samplesPerBeat * (speed >= 0 && speed < 5 ? beats[speed] : 1.0);
-    if (!(period > 0.0 && isfinite(period))) return;  // no pattern: the audio passes
-    int left = ParamDecodeWhole(v[PARAM_GATE_LEFT]);
-    int right = v[PARAM_GATE_STEREO] >= 0.5f ? ParamDecodeWhole(v[PARAM_GATE_RIGHT]) : left;
-    float m = Clamp01(v[PARAM_GATE_MIX]), ct = Clamp01(v[PARAM_GATE_CONTOUR]);
-    for (int i = 0; i < count; i++) {
-        double x = fmod(position + i, period);
-        if (x < 0.0) x += period;  // before the song's start, counted from the pattern's end
-        double s = x * (16.0 / period);
-        int step = (int)trunc(s);
-        float phase = (float)fmod(s, 1.0);
-        float curL = ModelLevel(left, step, 1.0f - m), prevL = ModelLevel(left, step + 15, 1.0f - m);
-        float curR = ModelLevel(right, step, 1.0f - m), prevR = ModelLevel(right, step + 15, 1.0f - m);
-        float t = ct > phase ? phase / ct : 1.0f;
-        frames[2 * i] *= ct > phase ? prevL + (curL - prevL) * t : curL;
-        frames[2 * i + 1] *= ct > phase ? prevR + (curR - prevR) * t : curR;
-    }
-}
-
-// Same float and double operations: equal bit for bit, at positions from a
-// count-in to hours into a song, whole and fractional, and at tempi that
-// give no pattern.
-TEST(TranceGate, matches_a_plain_model_bit_for_bit_at_any_position) {
-    const float tempi[] = {24000.0f, 22050.0f, 1234.567f, 17.25f, 3.0f, 0.0f, -1000.0f, NAN, INFINITY};
-    const double positions[] = {0.0, 12345.0, -20000.5, 1e9 + 0.37, 3.7e11, 4503599627370000.0,
-                                9007199254740990.0, 0.0123};
-    Random random(7);
-    GateRig rig(24000.0f);
-    float *v = rig.context.liveValue;
-    ModelRun run;
-    run.blocks = 3000;
-    run.change = [&](int block) {
-        if (block % 25) return;
-        v[PARAM_GATE_MIX] = random.Value(0.25f), v[PARAM_GATE_CONTOUR] = random.Value(0.25f);
-        v[PARAM_GATE_STEREO] = random.Unit();
-        v[PARAM_GATE_LEFT] = ParamEncodeWhole((int)random.Below(65536));
-        v[PARAM_GATE_RIGHT] = ParamEncodeWhole((int)random.Below(65536));
-        v[PARAM_GATE_SPEED] = ParamEncodeWhole((int)random.Below(7) - 1);
-        v[PARAM_GATE_ENABLE] = random.Chance(0.125f) ? 0.0f : 1.0f;
-        rig.context.samplesPerBeat = tempi[random.Below(9)];
-        rig.engine->unitPosition = positions[random.Below(8)] + random.Below(1000);
-    };
-    run.model = [&](float *frames, int count) {
-        GateModel(v, rig.context.samplesPerBeat, rig.engine->unitPosition, frames, count);
-    };
-    ExpectMatchesModel(rig, random, run);
 }
 
 }  // namespace

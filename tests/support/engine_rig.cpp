@@ -65,25 +65,6 @@ void UnitRig::Run(std::vector<float> &frames, size_t from, size_t to) {
     }
 }
 
-void ExpectMatchesModel(UnitRig &rig, Random &random, const ModelRun &run) {
-    for (int block = 0; block < run.blocks; block++) {
-        if (run.change) run.change(block);
-        int count = 1 + (int)random.Below(SUBBLOCK_FRAMES);
-        float frames[2 * SUBBLOCK_FRAMES], expected[2 * SUBBLOCK_FRAMES];
-        bool silent = run.silent && run.silent(block);
-        for (int i = 0; i < 2 * count; i++) expected[i] = frames[i] = silent ? 0.0f : random.Sample();
-        rig.run(rig.engine, &rig.context, rig.instance, frames, count);
-        run.model(expected, count);
-        rig.engine->unitPosition += count;
-        for (int i = 0; i < 2 * count; i++) {
-            ASSERT_EQ(frames[i], expected[i]) << "block " << block << ", sample " << i;
-            ASSERT_TRUE(std::isfinite(frames[i])) << "block " << block << ", sample " << i;
-        }
-        if (run.check) run.check(block);
-        if (::testing::Test::HasFatalFailure()) return;
-    }
-}
-
 EngineRig::EngineRig(float sampleRate, float samplesPerBeat) {
     context.sampleRate = sampleRate;
     context.samplesPerBeat = samplesPerBeat;

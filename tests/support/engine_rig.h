@@ -1,6 +1,5 @@
 // What the engine's tests drive the DSP with: one unit called as the block
-// loop calls it, the whole frame through one build, test signals, and the
-// scalar pieces that the plain models of the units are written with.
+// loop calls it, the whole frame through one build, and test signals.
 #pragma once
 #include <stdint.h>
 
@@ -62,18 +61,6 @@ struct UnitRig {
     std::vector<float> Through(std::vector<float> frames) { return Run(frames), frames; }
 };
 
-// Random SubBlocks of 1 to 32 frames through the rig's unit and through a
-// model: before each, `change` may move values; the outputs must agree bit
-// for bit and be finite; then `check` may look at the state.
-struct ModelRun {
-    int blocks = 2000;
-    std::function<void(int block)> change;
-    std::function<void(float *frames, int count)> model;
-    std::function<void(int block)> check;
-    std::function<bool(int block)> silent;  // blocks of silent input
-};
-void ExpectMatchesModel(UnitRig &rig, Random &random, const ModelRun &run);
-
 // ---- the whole frame ----
 
 // An EngineContext as an instance has it after init: default values, the
@@ -97,35 +84,3 @@ struct EngineRig {
 
 // The Enable row of each unit kind, in UnitKind order.
 extern const int ENABLE_ROW[UNIT_KINDS];
-
-// ---- model pieces, written out scalar ----
-
-// A biquad section with one state per lane.
-struct ModelBiquad {
-    BiquadCoefficients c = {};
-    float x1[2] = {}, x2[2] = {}, y1[2] = {}, y2[2] = {};
-    float Step(int lane, float x) {
-        float y = c.b0 * x + c.b1 * x1[lane] + c.b2 * x2[lane] - c.a1 * y1[lane] - c.a2 * y2[lane];
-        x2[lane] = x1[lane], x1[lane] = x, y2[lane] = y1[lane], y1[lane] = y;
-        return y;
-    }
-};
-
-// A delay line: the oldest element sits at the write index; a read of d
-// frames back mixes the two elements around index - d.
-struct ModelLine {
-    std::vector<float> s;
-    size_t w = 0;
-    void Size(size_t n) {
-        if (s.size() != n) s.assign(n, 0.0f), w = 0;
-    }
-    float Oldest() const { return s[w]; }
-    void Write(float v) { s[w] = v, w = w + 1 == s.size() ? 0 : w + 1; }
-    float Read(float d) const {
-        float p = (float)w - d;
-        if (p < 0.0f) p += (float)s.size();
-        size_t i0 = (size_t)p, i1 = (size_t)(p + 1.0f);
-        i0 = i0 < s.size() ? i0 : 0, i1 = i1 < s.size() ? i1 : 0;
-        return (floorf(p) + 1.0f - p) * s[i0] + (p - floorf(p)) * s[i1];
-    }
-};

@@ -65,6 +65,8 @@ TEST(Lifecycle, instances_end_in_any_order_the_last_one_restarts_the_shared_stat
         std::unique_ptr<Instance> first = StartInstance(library), second = StartInstance(library);
         ExpectPassesAudio(*first);
         ExpectPassesAudio(*second);
+        FlushParams(*first, {ParamValueEvent(0, 10, 0.125)});  // instances keep their values apart
+        EXPECT_EQ(GetParamValue(*second, 10), 0.5);
         DestroyInstance(firstGoesFirst ? *first : *second);
         Instance &kept = firstGoesFirst ? *second : *first;
         ExpectPassesAudio(kept);

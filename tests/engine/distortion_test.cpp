@@ -128,9 +128,11 @@ TEST(Distortion, unit_matches_its_model_in_every_mode_and_every_build) {
             std::vector<float> output = chain.Run(input, 256, level);
             for (size_t i = 0; i < input.size(); i++) {
                 if (level < 5)
-                    ASSERT_TRUE(SameBits(output[i], expected[i])) << "mode " << mode << " level " << level << " sample " << i;
+                    ASSERT_TRUE(SameBits(output[i], expected[i]))
+                        << "mode " << mode << " level " << level << " sample " << i;
                 else  // the AVX-512 build fuses multiply-adds
-                    ASSERT_NEAR(output[i], expected[i], 1e-4f * (1.0f + fabsf(expected[i]))) << "mode " << mode << " sample " << i;
+                    ASSERT_NEAR(output[i], expected[i], 1e-4f * (1.0f + fabsf(expected[i])))
+                        << "mode " << mode << " sample " << i;
             }
         }
     }

@@ -40,9 +40,12 @@ TEST(Eq, each_band_lifts_or_cuts_its_frequency_by_twenty_decibels_up_to_0_49_of_
     EXPECT_NEAR(ToneGain(48000.0f, {{PARAM_EQ_HIGH_GAIN, 1.0f}}, 20.0), 1.0f, 0.01f);
     // 50 x 2^8.7 is about 20.8 kHz: free at 44.1 kHz, held at 15,680 Hz at 32 kHz.
     EXPECT_NEAR(MidFrequency(1.0f), 20794.0f, 1.0f);
-    EXPECT_NEAR(ToneGain(44100.0f, {{PARAM_EQ_MID_FREQUENCY, 1.0f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 20794.0), 10.0f, 0.05f);
-    EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 1.0f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0), 10.0f, 0.05f);
-    EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.97f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0), 10.0f, 0.05f);
+    EXPECT_NEAR(ToneGain(44100.0f, {{PARAM_EQ_MID_FREQUENCY, 1.0f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 20794.0), 10.0f,
+                0.05f);
+    EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 1.0f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0), 10.0f,
+                0.05f);
+    EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.97f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0),
+                10.0f, 0.05f);
 }
 
 // At gain 0.5 each section's numerator is its denominator, so the EQ passes
@@ -53,7 +56,8 @@ TEST(Eq, gains_at_half_pass_the_signal_at_any_frequency_and_disabled_it_keeps_it
     Random random(3);
     for (int round = 0; round < 40; round++) {
         UnitRig rig(EqRun, PARAM_EQ_ENABLE, round % 2 ? 44100.0f : 96000.0f);
-        for (int row : {PARAM_EQ_MID_FREQUENCY, PARAM_EQ_MID_WIDTH, PARAM_EQ_LOW_FREQUENCY, PARAM_EQ_HIGH_FREQUENCY})
+        for (int row :
+             {PARAM_EQ_MID_FREQUENCY, PARAM_EQ_MID_WIDTH, PARAM_EQ_LOW_FREQUENCY, PARAM_EQ_HIGH_FREQUENCY})
             rig.Set(row, round < 30 ? random.Unit() : (float)random.Below(2));
         std::vector<float> in = Noise(4000, round), out = rig.Through(in);
         const EqState &eq = rig.engine->eq[0];

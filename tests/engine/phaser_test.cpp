@@ -54,7 +54,8 @@ TEST(Phaser, steps_run_one_to_six_cells_mix_zero_passes_the_input_and_disabled_i
         PhaserState before = state;
         rig.Through(Noise(256, 2));
         for (int k = 0; k < 6; k++)
-            EXPECT_EQ(memcmp(state.cells[k], before.cells[k], sizeof before.cells[k]) == 0, k >= cells) << steps << " " << k;
+            EXPECT_EQ(memcmp(state.cells[k], before.cells[k], sizeof before.cells[k]) == 0, k >= cells)
+                << steps << " " << k;
     }
     UnitRig dry(PhaserRun, PARAM_PHASER_ENABLE);  // Mix 0: the input passes while the chain runs
     dry.Set(PARAM_PHASER_MIX, 0.0f);

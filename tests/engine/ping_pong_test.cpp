@@ -96,7 +96,8 @@ TEST(PingPong, zero_feedback_or_mix_adds_nothing_disabling_frees_the_lines_and_a
         for (float tempo : {1e-3f, 0.0f, -100.0f, NAN, 1e30f, 240.0f, 96000.0f}) {
             PingPongRig corner;
             corner.context.sampleRate = sampleRate, corner.context.samplesPerBeat = tempo;
-            for (int row : {PARAM_PINGPONG_MODULATE, PARAM_PINGPONG_LOW_PASS, PARAM_PINGPONG_HIGH_PASS, PARAM_PINGPONG_TIME})
+            for (int row : {PARAM_PINGPONG_MODULATE, PARAM_PINGPONG_LOW_PASS, PARAM_PINGPONG_HIGH_PASS,
+                            PARAM_PINGPONG_TIME})
                 corner.Set(row, (float)random.Below(2));
             for (float v : corner.Through(Noise(20000, random.Below(1000))))
                 ASSERT_LT(fabsf(v), 100.0f) << sampleRate << " " << tempo;

@@ -71,7 +71,7 @@ TEST(Reverb, the_tank_carries_on_across_algorithms_mix_zero_keeps_the_dry_and_di
     std::fill(a.begin() + 2 * 9600, a.end(), 0.0f);
     std::vector<float> b = a;
     away.Run(a, 0, 9664), stayed.Run(b, 0, 9664);
-    away.Set(PARAM_REVERB_ALGORITHM, ParamEncodeWhole(ROOM)), stayed.Set(PARAM_REVERB_ALGORITHM, ParamEncodeWhole(ROOM));
+    for (ReverbRig *rig : {&away, &stayed}) rig->Set(PARAM_REVERB_ALGORITHM, ParamEncodeWhole(ROOM));
     away.Run(a, 9664, 10688), stayed.Run(b, 9664, 10688);
     EXPECT_GT(Energy(a, -1, 9664, 9696), 1e-3 * Energy(a, -1, 9632, 9664));
     TankReverbState frozen = away.engine->reverb[0].tank;

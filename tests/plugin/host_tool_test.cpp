@@ -31,7 +31,8 @@ TEST(HostToolPatch, a_synthpatch_from_a_state_has_the_file_layout) {
     EXPECT_TRUE(std::equal(file.begin() + 116, file.begin() + 1716, state.begin() + 124));
     for (size_t i = 1716; i < 1720; i++) EXPECT_EQ(file[i], 0) << i;
     EXPECT_TRUE(std::equal(file.begin() + 1720, file.end(), state.begin() + 1724));
-    EXPECT_EQ(std::string((const char *)&SynthPatchFromState(state, std::string(150, 'n'))[16]), std::string(99, 'n'));
+    EXPECT_EQ(std::string((const char *)&SynthPatchFromState(state, std::string(150, 'n'))[16]),
+              std::string(99, 'n'));
     std::vector<uint8_t> wrongLength = state, wrongMagic = state, tooShort = state;
     SetLE<uint32_t>(wrongLength, 0, 1800);
     SetLE(wrongMagic, 4, SYNTHPATCH_MAGIC);
@@ -101,7 +102,8 @@ TEST(HostToolCommand, save_patch_stores_chain_values_name_and_curves) {
     ASSERT_EQ(RunTool({"save-patch", path}).status, 0);
     file = ReadFileBytes(path);
     EXPECT_STREQ((const char *)&file[FILE_NAME_AT], "untitled");
-    EXPECT_EQ(std::vector<uint8_t>(file.begin() + FILE_CURVES_AT, file.end()), CurveBlockBytes(DefaultCurveImages()));
+    EXPECT_EQ(std::vector<uint8_t>(file.begin() + FILE_CURVES_AT, file.end()),
+              CurveBlockBytes(DefaultCurveImages()));
 }
 
 TEST(HostToolCommand, render_starts_from_a_patch_or_a_state_and_saves_the_state_after) {

@@ -82,14 +82,15 @@ TEST(HostValues, value_events_reach_get_value_after_the_block_limited_to_0_to_1_
     EXPECT_FALSE(GetParamValue(*instance, PARAM_TOTAL));
     EXPECT_FALSE(GetParamValue(*instance, CLAP_INVALID_ID));
     // Events of one time are all taken, the last one wins; read-only rows take them too.
-    RunBlock(*instance, {ParamValueEvent(40, DELAY_FEEDBACK, 0.25), ParamValueEvent(40, DELAY_TIME, 0.75),
-                         ParamValueEvent(40, DELAY_FEEDBACK, 0.375), ParamValueEvent(0, MODULATOR_DESTINATION, 0.5)},
+    RunBlock(*instance,
+             {ParamValueEvent(40, DELAY_FEEDBACK, 0.25), ParamValueEvent(40, DELAY_TIME, 0.75),
+              ParamValueEvent(40, DELAY_FEEDBACK, 0.375), ParamValueEvent(0, MODULATOR_DESTINATION, 0.5)},
              100);
     EXPECT_EQ(GetParamValue(*instance, DELAY_FEEDBACK), 0.375);
     EXPECT_EQ(GetParamValue(*instance, DELAY_TIME), 0.75);
     EXPECT_EQ(GetParamValue(*instance, MODULATOR_DESTINATION), 0.5);
-    const struct { double sent, kept; } limits[] = {{-0.5, 0.0}, {1.5, 1.0},    {NAN_VALUE, 0.0}, {INF, 1.0},
-                                                    {-INF, 0.0}, {1e300, 1.0},  {-1e-30, 0.0},    {0.3, double(0.3f)}};
+    const struct { double sent, kept; } limits[] = {{-0.5, 0.0}, {1.5, 1.0},   {NAN_VALUE, 0.0}, {INF, 1.0},
+                                                    {-INF, 0.0}, {1e300, 1.0}, {-1e-30, 0.0},    {0.3, double(0.3f)}};
     for (auto c : limits) {
         RunBlock(*instance, {ParamValueEvent(0, POST_GAIN, 0.5)});
         RunBlock(*instance, {ParamValueEvent(0, POST_GAIN, c.sent)});

@@ -39,7 +39,9 @@ struct PresetHost {
     static PresetHost *Of(const clap_host_t *host) { return (PresetHost *)host->host_data; }
     static const void *GetExtension(const clap_host_t *host, const char *id) {
         static const clap_host_preset_load_t PRESET_LOAD = {
-            [](const clap_host_t *h, uint32_t, const char *, const char *, int32_t, const char *) { Of(h)->errors++; },
+            [](const clap_host_t *h, uint32_t, const char *, const char *, int32_t, const char *) {
+                Of(h)->errors++;
+            },
             [](const clap_host_t *h, uint32_t kind, const char *location, const char *key) {
                 Of(h)->loaded.push_back({kind, location ? location : "(null)", key == nullptr});
             }};
@@ -232,7 +234,8 @@ TEST(PresetDiscovery, the_factory_offers_one_provider_which_declares_its_locatio
     EXPECT_EQ(d->clap_version.major, 1u);
     EXPECT_EQ(factory->get_descriptor(factory, 1), nullptr);
     clap_preset_discovery_indexer_t indexer{};
-    for (const char *id : {"orwen.LathemoorFX", "orwen.LathemoorFX.preset_discovery_provider2", (const char *)nullptr})
+    for (const char *id :
+         {"orwen.LathemoorFX", "orwen.LathemoorFX.preset_discovery_provider2", (const char *)nullptr})
         EXPECT_EQ(factory->create(factory, &indexer, id), nullptr);
     const clap_preset_discovery_provider_t *provider = factory->create(factory, &indexer, PROVIDER_ID);
     ASSERT_NE(provider, nullptr);
@@ -266,8 +269,9 @@ TEST(PresetDiscovery, the_factory_offers_one_provider_which_declares_its_locatio
             EXPECT_EQ(declared[1].texts, (Texts{"User patch folder", *c.userFolder}));
         }
         EXPECT_EQ(declared.back().function, "declare_filetype");
-        EXPECT_EQ(declared.back().texts, (Texts{"LathemoorFX patch", "An individual patch for the LathemoorFX audio plugin.",
-                                                "synthpatch"}));
+        EXPECT_EQ(declared.back().texts,
+                  (Texts{"LathemoorFX patch", "An individual patch for the LathemoorFX audio plugin.",
+                         "synthpatch"}));
     }
 }
 
@@ -297,7 +301,8 @@ TEST(PresetDiscovery, every_readable_file_below_10000000_bytes_is_one_user_prese
         EXPECT_EQ(metadata.calls[2].numbers, std::vector<int64_t>{CLAP_PRESET_DISCOVERY_IS_USER_CONTENT});
     }
     // A receiver that declines the preset hears nothing more of it.
-    PresetMetadata declined = ReadPresetMetadata(*indexer, CLAP_PRESET_DISCOVERY_LOCATION_FILE, empty.c_str(), false);
+    PresetMetadata declined =
+        ReadPresetMetadata(*indexer, CLAP_PRESET_DISCOVERY_LOCATION_FILE, empty.c_str(), false);
     EXPECT_TRUE(declined.result);
     ASSERT_EQ(declined.calls.size(), 1u);
     EXPECT_EQ(declined.calls[0].function, "begin_preset");

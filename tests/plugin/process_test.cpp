@@ -81,7 +81,8 @@ TEST(OddHosts, a_host_without_extensions_and_null_lists_channels_and_ports_do_no
     bare.offers = HOST_OFFERS_NOTHING;
     std::unique_ptr<Instance> lonely = StartInstance(TestPlugin(), bare);
     StereoBuffer input = Noise(600), output = Unwritten(600);
-    EXPECT_EQ(ProcessStereo(*lonely, input, output, {ParamValueEvent(100, POST_GAIN, 0.5)}).status, CLAP_PROCESS_CONTINUE);
+    EXPECT_EQ(ProcessStereo(*lonely, input, output, {ParamValueEvent(100, POST_GAIN, 0.5)}).status,
+              CLAP_PROCESS_CONTINUE);
     EXPECT_EQ(FirstDifferentFrame(input, output), -1);
     EXPECT_TRUE(FlushParams(*lonely, {ParamValueEvent(0, DELAY_FEEDBACK, 0.3)}).empty());
     lonely->plugin->reset(lonely->plugin);

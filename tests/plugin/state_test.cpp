@@ -57,8 +57,12 @@ struct OutputStream {
     }
 };
 
-bool Load(const Instance &instance, InputStream &input) { return instance.state->load(instance.plugin, &input.stream); }
-bool Save(const Instance &instance, OutputStream &output) { return instance.state->save(instance.plugin, &output.stream); }
+bool Load(const Instance &instance, InputStream &input) {
+    return instance.state->load(instance.plugin, &input.stream);
+}
+bool Save(const Instance &instance, OutputStream &output) {
+    return instance.state->save(instance.plugin, &output.stream);
+}
 
 void RunBlock(Instance &instance) {
     StereoBuffer input = Noise(64), output = MakeStereo(64);
@@ -318,7 +322,8 @@ TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) 
     TemporaryFolder folder;
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
     std::vector<HostEvent> events;
-    for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay")) events.push_back(ParamValueEvent(0, s.id, s.value));
+    for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay"))
+        events.push_back(ParamValueEvent(0, s.id, s.value));
     events.push_back(ParamValueEvent(0, DELAY_MIX, 1.0));
     FlushParams(*instance, events);
     std::vector<uint8_t> state = Saved(*instance);

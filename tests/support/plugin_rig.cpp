@@ -19,7 +19,8 @@ const std::vector<uint8_t> &DefaultState() {
 
 std::vector<float> DefaultValues() {
     std::vector<float> values;
-    for (uint32_t i = 0; i < PARAM_TOTAL; i++) values.push_back(GetLE<float>(DefaultState(), STATE_VALUES_AT + 4 * i));
+    for (uint32_t i = 0; i < PARAM_TOTAL; i++)
+        values.push_back(GetLE<float>(DefaultState(), STATE_VALUES_AT + 4 * i));
     return values;
 }
 
@@ -76,7 +77,8 @@ std::vector<uint8_t> PatchFile(const std::string &name, const std::vector<float>
 }
 
 std::string NameOf(const std::vector<uint8_t> &state) {
-    return std::string((const char *)&state[STATE_NAME_AT], strnlen((const char *)&state[STATE_NAME_AT], PATCH_NAME_BYTES));
+    return std::string((const char *)&state[STATE_NAME_AT],
+                       strnlen((const char *)&state[STATE_NAME_AT], PATCH_NAME_BYTES));
 }
 
 std::vector<uint8_t> CurvesOf(const std::vector<uint8_t> &state) {

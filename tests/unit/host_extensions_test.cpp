@@ -57,7 +57,8 @@ TEST(HostMenu, the_builder_keeps_entries_checks_and_separators_in_order_and_perf
     EXPECT_TRUE(items[2].disabled);
     EXPECT_TRUE(items[3].checked);
     EXPECT_EQ(std::u32string(items[3].label).size(), 79u);
-    for (uint32_t item : {0, 1, 2, 3, 9}) HostMenuPerform(plugin, item);  // not a separator, disabled or missing one
+    for (uint32_t item : {0, 1, 2, 3, 9})
+        HostMenuPerform(plugin, item);  // not a separator, disabled or missing one
     EXPECT_EQ(menuHost.performed, (std::vector<clap_id>{11, 13}));
     EXPECT_EQ(menuHost.lastTarget.id, 42u);
     menuHost.populateResult = false;  // a failed populate leaves only our own items
@@ -94,7 +95,8 @@ TEST(ParamIndication, colours_are_packed_with_seventy_percent_alpha_and_cleared)
 
 TEST(OwnExtensions, tables_answer_and_unknown_ids_do_not) {
     const clap_plugin_t *clapPlugin = NewPlugin(&BARE_HOST);
-    auto ensure = (const OrwenEnsureSamplesLoaded *)clapPlugin->get_extension(clapPlugin, "orwen.ensure_samples_loaded");
+    auto ensure =
+        (const OrwenEnsureSamplesLoaded *)clapPlugin->get_extension(clapPlugin, "orwen.ensure_samples_loaded");
     ASSERT_NE(ensure, nullptr);
     ensure->ensure(clapPlugin);
     auto palette = (const OrwenPaletteAccess *)clapPlugin->get_extension(clapPlugin, "orwen.palette_access");

@@ -32,7 +32,8 @@ std::vector<std::string> Walk(std::string data) {
     while (IniNext(&cursor, false)) {
         const char *kind = cursor.item == INI_SECTION ? "S" : cursor.item == INI_COMMENT ? "C" : "K";
         items.push_back(kind + "|"s + std::string(cursor.section, cursor.sectionLength) + "|" +
-                        std::string(cursor.key, cursor.keyLength) + "|" + std::string(cursor.value, cursor.valueLength));
+                        std::string(cursor.key, cursor.keyLength) + "|" +
+                        std::string(cursor.value, cursor.valueLength));
     }
     return items;
 }
@@ -47,7 +48,9 @@ std::optional<std::u32string> Text(const std::string &key) {
     return result;
 }
 
-void Write(const std::string &key, const std::string &value) { SettingsWrite(Wide(key).c_str(), Wide(value).c_str()); }
+void Write(const std::string &key, const std::string &value) {
+    SettingsWrite(Wide(key).c_str(), Wide(value).c_str());
+}
 
 TEST(SettingsIni, walks_items_byte_for_byte_without_trimming_and_zero_bytes_end_texts) {
     EXPECT_EQ(Walk("A=1\n \r\n [S] \tB = 2\r\n;c=x\r\nC\n[T]\n=v\r\nD="), (std::vector<std::string>{
@@ -148,9 +151,11 @@ TEST(SettingsRewrite, a_write_creates_the_file_or_puts_the_key_at_the_end_of_its
     mkdir((home.home + "/.config").c_str(), 0755);
 
     const struct { std::string before, key, after; } cases[] = {
-        {"; shared by all plug-ins\r\n\n[Other]\n  Zoom=2\n\n\n[LathemoorFX]\nUIRefresh=17\n; keep me\n\n[Third]\nX=1",
-         "UIScale", "; shared by all plug-ins\r\n\n[Other]\nZoom=2\n\n[LathemoorFX]\nUIRefresh=17\n; keep me\n"
-                    "UIScale=150\n\n[Third]\nX=1\n"},
+        {"; shared by all plug-ins\r\n\n[Other]\n  Zoom=2\n\n\n[LathemoorFX]\nUIRefresh=17\n"
+         "; keep me\n\n[Third]\nX=1",
+         "UIScale",
+         "; shared by all plug-ins\r\n\n[Other]\nZoom=2\n\n[LathemoorFX]\nUIRefresh=17\n; keep me\n"
+         "UIScale=150\n\n[Third]\nX=1\n"},
         {"UIScale=7\n[Other]\nUIScale=100\n", "UIScale",  // no own section: it comes at the end
          "UIScale=7\n\n[Other]\nUIScale=100\n\n[LathemoorFX]\nUIScale=150\n"},
         {"[LathemoorFX]\nA=1\nB=2\nA=3\n[Other]\nA=4\n[LathemoorFX]\nA\n", "A",  // every line of the key

@@ -1,7 +1,9 @@
 // The rasteriser: exact coverage of straight and diagonal edges, the left
 // clip, the fill rules, and the area of stroked lines and rings.
 #include <gtest/gtest.h>
+
 #include <vector>
+
 #include "toolkit/painter.h"
 #include "toolkit/rasterise.h"
 
@@ -9,23 +11,22 @@ namespace {
 
 const int32_t SIZE = 16;
 
-struct Canvas {
+struct Raster {
     std::vector<uint32_t> pixels = std::vector<uint32_t>(SIZE * SIZE, 0xFF000000);
     std::vector<float> area = std::vector<float>(SIZE, 0.0f);
     std::vector<float> cover = std::vector<float>(SIZE + 1, 0.0f);
     UIRasterTarget target = {pixels.data(), SIZE, SIZE, SIZE * 4, area.data(), cover.data()};
+    UIPainter painter = {SIZE, SIZE, pixels.data(), nullptr};
 
-    uint32_t At(int32_t x, int32_t y) const { return pixels[y * SIZE + x]; }
     // The grey level a white fill left at a pixel over black.
-    uint32_t Level(int32_t x, int32_t y) const { return At(x, y) & 0xFF; }
+    uint32_t Level(int32_t x, int32_t y) const { return pixels[y * SIZE + x] & 0xFF; }
     // The covered area, recovered from the grey levels (each loses under 2/255).
     double Area() const {
         double sum = 0;
         for (uint32_t pixel : pixels) sum += (pixel & 0xFF) / 255.0;
         return sum;
     }
-    void Fill(const std::vector<std::vector<UIPoint>> &polygons, bool evenOdd = false,
-              float alpha = 1.0f) {
+    void Fill(const std::vector<std::vector<UIPoint>> &polygons, bool evenOdd = false, float alpha = 1.0f) {
         UIPath path = {};
         for (const auto &polygon : polygons) {
             for (UIPoint p : polygon) UIPathAddPoint(&path, p.x, p.y);
@@ -44,12 +45,13 @@ std::vector<UIPoint> Rect(float left, float top, float right, float bottom) {
 // trunc(coverage * 255) blended white over black.
 const uint32_t HALF = 126, QUARTER = 62, THREE_QUARTERS = 190;
 
-TEST(RasteriseFill, AxisAlignedEdgesCoverExactly) {
-    Canvas canvas;
+TEST(Rasterise, fills_cover_each_pixel_exactly_by_its_area_under_either_rule) {
+    Raster canvas;
     canvas.Fill({Rect(2.5f, 1, 6, 3)});
-    EXPECT_EQ(canvas.At(2, 1), 0xFF000000u | HALF * 0x010101);
-    EXPECT_EQ(canvas.At(3, 1), 0xFFFFFFFFu);
-    EXPECT_EQ(canvas.At(5, 2), 0xFFFFFFFFu);
+    EXPECT_EQ(canvas.Level(2, 1), HALF);
+    EXPECT_EQ(canvas.pixels[1 * SIZE + 2], 0xFF000000u | HALF * 0x010101);
+    EXPECT_EQ(canvas.Level(3, 1), 255u);
+    EXPECT_EQ(canvas.Level(5, 2), 255u);
     EXPECT_EQ(canvas.Level(6, 2), 0u);
     EXPECT_EQ(canvas.Level(1, 1), 0u);
     for (float a : canvas.area) EXPECT_EQ(a, 0.0f);   // the rows are left clean
@@ -58,45 +60,39 @@ TEST(RasteriseFill, AxisAlignedEdgesCoverExactly) {
     canvas.Fill({Rect(8, 5.25f, 10, 6.25f)});
     EXPECT_EQ(canvas.Level(8, 5), THREE_QUARTERS);
     EXPECT_EQ(canvas.Level(8, 6), QUARTER);
-}
 
-TEST(RasteriseFill, DiagonalHalvesThePixelsItCrosses) {
-    Canvas canvas;
-    canvas.Fill({{{0, 0}, {4, 0}, {0, 4}}});
-    EXPECT_EQ(canvas.Level(1, 1), 255u);
-    for (int32_t i = 0; i < 4; i++) EXPECT_EQ(canvas.Level(i, 3 - i), HALF) << i;
-    EXPECT_EQ(canvas.Level(2, 2), 0u);
-    EXPECT_NEAR(canvas.Area(), 8.0, 0.03);
-}
+    Raster triangle;   // the diagonal halves the pixels it crosses
+    triangle.Fill({{{0, 0}, {4, 0}, {0, 4}}});
+    EXPECT_EQ(triangle.Level(1, 1), 255u);
+    for (int32_t i = 0; i < 4; i++) EXPECT_EQ(triangle.Level(i, 3 - i), HALF) << i;
+    EXPECT_EQ(triangle.Level(2, 2), 0u);
+    EXPECT_NEAR(triangle.Area(), 8.0, 0.03);
 
-TEST(RasteriseFill, PolygonStraddlingTheLeftEdgeFillsFromColumnZero) {
-    Canvas canvas;
-    canvas.Fill({{{-6, 1}, {2.5f, 1}, {2.5f, 2}, {-6, 2}}});
-    EXPECT_EQ(canvas.Level(0, 1), 255u);
-    EXPECT_EQ(canvas.Level(1, 1), 255u);
-    EXPECT_EQ(canvas.Level(2, 1), HALF);
-    canvas.Fill({{{-8, 4}, {3, 4}, {3, 8}, {-4, 8}}});   // a sloped edge wholly off the left
-    EXPECT_EQ(canvas.Level(0, 5), 255u);
-}
+    // Polygons over the left edge fill from column 0, sloped edges off it too.
+    Raster left;
+    left.Fill({{{-6, 1}, {2.5f, 1}, {2.5f, 2}, {-6, 2}}});
+    EXPECT_EQ(left.Level(0, 1), 255u);
+    EXPECT_EQ(left.Level(1, 1), 255u);
+    EXPECT_EQ(left.Level(2, 1), HALF);
+    left.Fill({{{-8, 4}, {3, 4}, {3, 8}, {-4, 8}}});
+    EXPECT_EQ(left.Level(0, 5), 255u);
 
-TEST(RasteriseFill, FillRulesAndOverlaps) {
-    Canvas nonZero, evenOdd;
-    auto a = Rect(1, 1, 5, 5), b = Rect(3, 3, 7, 7);
-    nonZero.Fill({a, b}, false, 0.5f);
-    evenOdd.Fill({a, b}, true, 0.5f);
-    EXPECT_EQ(nonZero.Level(4, 4), nonZero.Level(2, 2));   // 1, not 2
+    // Overlaps count once under the non-zero rule and cancel under even-odd.
+    Raster nonZero, evenOdd;
+    nonZero.Fill({Rect(1, 1, 5, 5), Rect(3, 3, 7, 7)}, false, 0.5f);
+    evenOdd.Fill({Rect(1, 1, 5, 5), Rect(3, 3, 7, 7)}, true, 0.5f);
     EXPECT_EQ(nonZero.Level(2, 2), HALF);
+    EXPECT_EQ(nonZero.Level(4, 4), HALF);
     EXPECT_EQ(evenOdd.Level(4, 4), 0u);
-    EXPECT_EQ(evenOdd.Level(6, 6), nonZero.Level(6, 6));
-}
+    EXPECT_EQ(evenOdd.Level(6, 6), HALF);
 
-TEST(RasteriseFill, FaintCoverageAndHorizontalEdgesAddNothing) {
-    Canvas canvas;
-    canvas.Fill({Rect(2, 2, 2.003f, 6)});
-    EXPECT_EQ(canvas.Area(), 0.0);
+    // Faint coverage adds nothing; horizontal edges and merged points no edge.
+    Raster faint;
+    faint.Fill({Rect(2, 2, 2.003f, 6)});
+    EXPECT_EQ(faint.Area(), 0.0);
     UIPath path = {};
     for (UIPoint p : Rect(1, 1, 3, 3)) UIPathAddPoint(&path, p.x, p.y);
-    UIPathAddPoint(&path, 1.05f, 3.05f);   // merged into the point before
+    UIPathAddPoint(&path, 1.05f, 3.05f);
     UIPathEndSubpath(&path);
     UIEdgeList edges = UIPathEdges(&path);
     EXPECT_EQ(edges.count, 2u);
@@ -104,48 +100,39 @@ TEST(RasteriseFill, FaintCoverageAndHorizontalEdgesAddNothing) {
     UIPathFree(&path);
 }
 
-// ---- strokes ----
-
-TEST(RasteriseStroke, HorizontalLineCoversItsRectangle) {
-    Canvas canvas;
-    UIPainter painter = {SIZE, SIZE, canvas.pixels.data(), nullptr};
-    UIPoint line[] = {{1, 5}, {9, 5}};
-    UIStrokePolyline(&painter, line, 2, 0xFFFFFFFF, 2);
-    EXPECT_EQ(canvas.Area(), 16.0);
-    EXPECT_EQ(canvas.Level(1, 4), 255u);
-    EXPECT_EQ(canvas.Level(8, 5), 255u);
+TEST(Rasterise, strokes_cover_their_area_with_bevels_and_miters) {
+    Raster line;
+    UIPoint straight[] = {{1, 5}, {9, 5}};
+    UIStrokePolyline(&line.painter, straight, 2, 0xFFFFFFFF, 2);
+    EXPECT_EQ(line.Area(), 16.0);
+    EXPECT_EQ(line.Level(1, 4), 255u);
+    EXPECT_EQ(line.Level(8, 5), 255u);
     // One point, or two that merge into one, draw nothing.
-    Canvas empty;
-    painter.pixels = empty.pixels.data();
+    Raster empty;
     UIPoint dot[] = {{4, 4}, {4.05f, 4.05f}};
-    UIStrokePolyline(&painter, dot, 1, 0xFFFFFFFF, 3);
-    UIStrokePolyline(&painter, dot, 2, 0xFFFFFFFF, 3);
+    UIStrokePolyline(&empty.painter, dot, 1, 0xFFFFFFFF, 3);
+    UIStrokePolyline(&empty.painter, dot, 2, 0xFFFFFFFF, 3);
     EXPECT_EQ(empty.Area(), 0.0);
-}
 
-TEST(RasteriseStroke, BentLineHasItsAreaWithABevel) {
     // Two arms of 8 by 2 overlapping in one pixel, and the bevel's half pixel.
-    Canvas bent;
-    UIPainter painter = {SIZE, SIZE, bent.pixels.data(), nullptr};
+    Raster bent;
     UIPoint corner[] = {{2, 10}, {10, 10}, {10, 2}};
-    UIStrokePolyline(&painter, corner, 3, 0xFFFFFFFF, 2);
+    UIStrokePolyline(&bent.painter, corner, 3, 0xFFFFFFFF, 2);
     EXPECT_NEAR(bent.Area(), 31.5, 0.3);
     EXPECT_EQ(bent.Level(10, 10), HALF);   // the bevel cuts the outer corner pixel
     EXPECT_EQ(bent.Level(9, 9), 255u);
-}
 
-TEST(RasteriseStroke, ClosedMiteredSquareIsARing) {
-    Canvas canvas;
+    Raster ring;   // a closed mitered square
     UIPath path = {};
     for (UIPoint p : Rect(3, 3, 12, 12)) UIPathAddPoint(&path, p.x, p.y);
     UIPathEndSubpath(&path);
     UIStroke stroke = {1, 1, UI_JOIN_MITER, 1, UI_CAP_BUTT};
     UIEdgeList edges = UIPathStroke(&path, false, &stroke);
-    UIRasterFill(&canvas.target, &edges, false, 0xFFFFFF, 1);
+    UIRasterFill(&ring.target, &edges, false, 0xFFFFFF, 1);
     UIPathFree(&path);
-    EXPECT_NEAR(canvas.Area(), 11 * 11 - 7 * 7, 0.02);
-    EXPECT_EQ(canvas.Level(2, 2), 255u);   // mitered corner
-    EXPECT_EQ(canvas.Level(7, 7), 0u);     // the hole
+    EXPECT_NEAR(ring.Area(), 11 * 11 - 7 * 7, 0.02);
+    EXPECT_EQ(ring.Level(2, 2), 255u);   // mitered corner
+    EXPECT_EQ(ring.Level(7, 7), 0u);     // the hole
 }
 
 }  // namespace

@@ -256,8 +256,9 @@ const size_t FILE_VERSION_AT = 8, FILE_NAME_AT = 16, FILE_VALUES_AT = 116,
 // SetLE throw HostError past the end.
 template <typename T>
 void PutLE(std::vector<uint8_t> &bytes, T value) {
-    const uint8_t *p = (const uint8_t *)&value;
-    bytes.insert(bytes.end(), p, p + sizeof value);
+    size_t at = bytes.size();
+    bytes.resize(at + sizeof value);
+    memcpy(&bytes[at], &value, sizeof value);
 }
 template <typename T>
 T GetLE(const std::vector<uint8_t> &bytes, size_t at) {

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "fuzz/plugin_state.h"
 #include "shell/plugin.h"
 #include "store/patch.h"
 
-extern "C" const clap_plugin_entry_t clap_entry;
 
 // The file loader never reaches the DSP: a stand-in passes the audio through.
 void EngineProcess(EngineContext *context, float *wet, int32_t frames) {
@@ -28,56 +28,15 @@ void EngineDetectProcessor(void) {}
 
 namespace {
 
+using namespace fuzz;
+
 // Offsets in a state stream (the Patch's plus the 4-byte length) and in a file.
 const size_t STATE_NAME_AT = 24, STATE_VALUES_AT = 124, STATE_CURVES_AT = 1724;
 const size_t FILE_NAME_AT = 16, FILE_VALUES_AT = 116;
 const uint32_t VALUE_COUNT = 231;
 
-const clap_host_t HOST = {CLAP_VERSION_INIT, nullptr, "fuzz",  "",     "", "1",
-                          nullptr,           nullptr, nullptr, nullptr};
-
-struct Input {
-    const uint8_t *data;
-    size_t size, position;
-};
-
-int64_t Read(const clap_istream_t *stream, void *buffer, uint64_t size) {
-    Input *input = (Input *)stream->ctx;
-    size_t n = input->size - input->position;
-    if (size < n) n = (size_t)size;
-    memcpy(buffer, input->data + input->position, n);
-    input->position += n;
-    return (int64_t)n;
-}
-
-int64_t Write(const clap_ostream_t *stream, const void *buffer, uint64_t size) {
-    std::vector<uint8_t> *out = (std::vector<uint8_t> *)stream->ctx;
-    out->insert(out->end(), (const uint8_t *)buffer, (const uint8_t *)buffer + size);
-    return (int64_t)size;
-}
-
-const clap_plugin_t *NewInstance() {
-    auto factory = (const clap_plugin_factory_t *)clap_entry.get_factory(CLAP_PLUGIN_FACTORY_ID);
-    const clap_plugin_t *plugin = factory->create_plugin(factory, &HOST, "orwen.LathemoorFX");
-    if (!plugin || !plugin->init(plugin)) __builtin_trap();
-    return plugin;
-}
-
-const clap_plugin_state_t *State(const clap_plugin_t *plugin) {
-    return (const clap_plugin_state_t *)plugin->get_extension(plugin, CLAP_EXT_STATE);
-}
-
 bool Load(const clap_plugin_t *plugin, const std::vector<uint8_t> &bytes) {
-    Input input = {bytes.data(), bytes.size(), 0};
-    clap_istream_t stream = {&input, Read};
-    return State(plugin)->load(plugin, &stream);
-}
-
-std::vector<uint8_t> Save(const clap_plugin_t *plugin) {
-    std::vector<uint8_t> bytes;
-    clap_ostream_t stream = {&bytes, Write};
-    if (!State(plugin)->save(plugin, &stream)) __builtin_trap();
-    return bytes;
+    return fuzz::Load(plugin, bytes.data(), bytes.size(), 0);
 }
 
 float Repaired(float v) {
@@ -99,7 +58,7 @@ const clap_plugin_t *keeper;  // keeps the process-wide state alive between inpu
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     setenv("HOME", "/nonexistent/lathemoor-fuzz", 1);  // no settings, no start-up patch
-    keeper = NewInstance();
+    keeper = NewInstance(0);
     std::vector<uint8_t> state = Save(keeper);
     defaultCurves.assign(state.begin() + STATE_CURVES_AT, state.end());
     state.resize(STATE_CURVES_AT);
@@ -124,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     uint8_t *data = (uint8_t *)malloc(size ? size : 1);
     if (size) memcpy(data, bytes, size);
 
-    const clap_plugin_t *plugin = NewInstance();
+    const clap_plugin_t *plugin = NewInstance(0);
     if (!Load(plugin, earlier)) __builtin_trap();
     ByteReader reader = {data, 0, size};
     int result = PatchLoadFromBuffer(PluginFromClap(plugin), &reader);
@@ -144,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
             if (loaded != Repaired(stored)) __builtin_trap();
         }
         if (memcmp(&saved[4 + 1044], data + 1040, 676)) __builtin_trap();
-        const clap_plugin_t *again = NewInstance();
+        const clap_plugin_t *again = NewInstance(0);
         if (!Load(again, saved) || Save(again) != saved) __builtin_trap();
         again->destroy(again);
     } else if (result == 0) {

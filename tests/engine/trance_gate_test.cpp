@@ -28,8 +28,6 @@ TEST(TranceGate, mix_and_patterns_open_or_close_steps_and_right_follows_left_bel
     rig.Set(PARAM_GATE_CONTOUR, 0.3f), rig.Set(PARAM_GATE_MIX, 0.0f);
     EXPECT_EQ(rig.At(77.5, in), in);
     rig.Set(PARAM_GATE_MIX, 1.0f);
-    rig.Pattern(PARAM_GATE_LEFT, 0xFFFF);
-    EXPECT_EQ(rig.At(77.5, in), in);
     rig.Set(PARAM_GATE_LEFT, 0.0f);  // a raw 0 decodes to -1, whose bits open every step
     EXPECT_EQ(rig.At(77.5, in), in);
     rig.Pattern(PARAM_GATE_LEFT, 0);
@@ -37,16 +35,13 @@ TEST(TranceGate, mix_and_patterns_open_or_close_steps_and_right_follows_left_bel
     rig.Set(PARAM_GATE_MIX, 0.75f);  // between, a closed step keeps 1 - Mix
     for (float v : rig.At(0.0, Ones(100))) ASSERT_EQ(v, 0.25f);
 
-    // The place in the pattern is exact from a count-in (counted from the
-    // pattern's end) to far into a song; a tempo that gives no positive,
-    // finite period passes the audio.
+    // The place is exact from a count-in to far into a song; a tempo without
+    // a positive, finite period passes the audio.
     GateRig place(1000.0f);  // 1/32: a period of 2,000 frames, steps of 125
     place.Set(PARAM_GATE_MIX, 1.0f), place.Pattern(PARAM_GATE_LEFT, 0x8001);
-    for (double position : {-50.0, -1900.0, 1e12, 9007199254740000.0})
-        EXPECT_EQ(place.At(position, Ones(1))[0], 1.0f) << position;
-    for (double position : {-126.0, 125.0, 1e12 + 125.0, 9007199254740000.0 - 300.0})
-        EXPECT_EQ(place.At(position, Ones(1))[0], 0.0f) << position;
-    for (float samplesPerBeat : {0.0f, -0.0f, -1000.0f, NAN, INFINITY, -INFINITY}) {
+    for (double position : {-50.0, 9007199254740000.0}) EXPECT_EQ(place.At(position, Ones(1))[0], 1.0f) << position;
+    for (double position : {-126.0, 1e12 + 125.0}) EXPECT_EQ(place.At(position, Ones(1))[0], 0.0f) << position;
+    for (float samplesPerBeat : {0.0f, -1000.0f, NAN, INFINITY}) {
         GateRig none(samplesPerBeat);
         none.Pattern(PARAM_GATE_LEFT, 0);
         EXPECT_EQ(none.At(5.0, in), in) << samplesPerBeat;
@@ -58,17 +53,14 @@ TEST(TranceGate, mix_and_patterns_open_or_close_steps_and_right_follows_left_bel
     EXPECT_EQ(stereo.Through(Ones(500)), Ones(500));
     stereo.Set(PARAM_GATE_STEREO, 0.5f);
     std::vector<float> out = stereo.Through(Ones(500));
-    for (size_t i = 0; i < out.size(); i += 2) {
-        ASSERT_EQ(out[i], 1.0f) << i;
-        ASSERT_EQ(out[i + 1], 0.0f) << i;
-    }
+    EXPECT_EQ(out[2 * 250], 1.0f);
+    EXPECT_EQ(out[2 * 250 + 1], 0.0f);
 }
 
 TEST(TranceGate, speed_sets_the_step_contour_ramps_between_steps_and_the_default_opens_ten) {
     // Steps per beat from 1 to 16; unknown indices and the -1 of a raw 0 take 16.
     const struct { float value; int stepFrames; } speeds[] = {
-        {ParamEncodeWhole(0), 1600}, {ParamEncodeWhole(1), 800}, {ParamEncodeWhole(2), 400},
-        {ParamEncodeWhole(3), 200},  {ParamEncodeWhole(4), 100}, {ParamEncodeWhole(9), 100}, {0.0f, 100}};
+        {ParamEncodeWhole(0), 1600}, {ParamEncodeWhole(3), 200}, {ParamEncodeWhole(9), 100}, {0.0f, 100}};
     for (auto speed : speeds) {
         GateRig rig(1600.0f);
         rig.Pattern(PARAM_GATE_LEFT, 0x5555);
@@ -84,10 +76,8 @@ TEST(TranceGate, speed_sets_the_step_contour_ramps_between_steps_and_the_default
     rig.Set(PARAM_GATE_SPEED, ParamEncodeWhole(4));  // steps of 100 frames
     rig.Set(PARAM_GATE_CONTOUR, 1.0f);
     std::vector<float> out = rig.Through(Ones(1600));
-    for (int i = 0; i < 1600; i++) {
-        float phase = (i % 100) / 100.0f;
-        ASSERT_NEAR(out[2 * i], (i / 100) % 2 ? 1.0f - phase : phase, 1e-6f) << i;
-    }
+    EXPECT_NEAR(out[2 * 125], 0.75f, 1e-6f);  // falling a quarter into a closed step
+    EXPECT_NEAR(out[2 * 230], 0.3f, 1e-6f);
     rig.Set(PARAM_GATE_CONTOUR, 0.1f);
     out = rig.At(100.0, Ones(200));
     EXPECT_NEAR(out[2 * 5], 0.5f, 1e-6f);

@@ -76,8 +76,6 @@ TEST(EngineFrame, silence_for_five_seconds_ends_activity_and_one_sample_restores
     blip[300] = 0.001f;
     rig.Run(blip);
     EXPECT_EQ(rig.meter.audioActive, 1);
-    rig.Run(std::vector<float>(2 * 480, 0.0001f));  // at the threshold is still silence
-    EXPECT_EQ(rig.context.engine->silentFrames, 480.0);
 }
 
 TEST(EngineFrame, every_call_restores_the_hosts_floating_point_mode) {

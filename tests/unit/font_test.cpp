@@ -1,5 +1,5 @@
 // Text drawn with the blob this build baked: size selection, the "?"
-// stand-in, single-line placement, word wrap and clipping.
+// stand-in, word wrap and clipping.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -109,25 +109,6 @@ TEST_F(FontTest, codes_without_glyphs_draw_and_measure_as_a_question_mark) {
     Canvas canvas(40, 30);
     DrawRun(&canvas, table, 10, 5, del, 0, 1);
     EXPECT_NE(canvas.pixels, expected.pixels);
-}
-
-TEST_F(FontTest, single_lines_are_placed_by_truncated_device_arithmetic) {
-    // At 150 percent the box (11, 7, 60, 23) is X 16, Y 10, W 90; the centre
-    // line is 17 below Y. W and the text's width are halved separately.
-    uiScale = 150;
-    int32_t lineHeight, boxHeight;
-    const uint8_t *table = UIFontSelect(UI_FONT_SMALL, &lineHeight, &boxHeight);
-    const char *label = "Mix 50%";
-    std::vector<uint32_t> text = Wide(label);
-    int32_t textWidth = PixelWidth(table, label);
-    const int32_t CASES[][2] = {{UI_ALIGN_CENTRE, 16 + 90 / 2 - textWidth / 2}, {UI_ALIGN_RIGHT, 16 + 90 - textWidth}};
-    for (const auto &c : CASES) {
-        Canvas canvas(140, 50), expected(140, 50);
-        UIDrawText(&canvas.painter, text.data(), 11, 7, 60, 23, TEXT_COLOUR, c[0], UI_FONT_SMALL, nullptr);
-        DrawRun(&expected, table, c[1], 10 + 17 - boxHeight / 2, text, 0, text.size() - 1);
-        EXPECT_EQ(canvas.pixels, expected.pixels) << "alignment " << c[0];
-        EXPECT_GT(canvas.Changed(), 0);
-    }
 }
 
 struct WrappedRun {

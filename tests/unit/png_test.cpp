@@ -194,15 +194,12 @@ TEST(PngPalette, plte_sizes_and_trns_alphas_wherever_they_stand) {
     EXPECT_EQ(Decode(Png(eight, rows, {Chunk("PLTE", Bytes(771))})).result, UI_PNG_BAD_PALETTE);
 
     // Indices 0 to 3 at 2 bits; three entries, two alphas: the rest opaque,
-    // the index past the palette opaque black. The chunks may follow the data.
+    // the index past the palette opaque black; tRNS may come before PLTE.
     PngHeader two = {4, 1, 2, 3, 0, 0, 0};
     Bytes palette = Chunk("PLTE", {0x10, 0x20, 0x30, 0x40, 0x50, 0x60, 0x70, 0x80, 0x90});
     Bytes alpha = Chunk("tRNS", {0x00, 0x7F}), data = Stored({0, 0x1B});
     const std::vector<uint32_t> expected = {0x00102030, 0x7F405060, 0xFF708090, 0xFF000000};
-    Bytes file = PNG_SIGNATURE;
-    for (const Bytes &chunk : {HeaderChunk(two), alpha, Chunk("IDAT", data), palette, Chunk("IEND", {})})
-        Append(&file, chunk);
-    EXPECT_EQ(Decode(file).pixels, expected);
+    EXPECT_EQ(Decode(Png(two, data, {alpha, palette})).pixels, expected);
 }
 
 TEST(PngInflate, malformed_streams_and_filters_are_refused_by_name) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-const clap_id POST_GAIN = 0, DELAY_ENABLE = 4, DELAY_FEEDBACK = 10, DELAY_TIME = 22, COMPRESSOR_THRESHOLD = 190,
+const clap_id POST_GAIN = 0, DELAY_ENABLE = 4, DELAY_FEEDBACK = 10, DELAY_TIME = 22,
               MODULATOR_DESTINATION = 199, MODULATOR_RATE = 217, EFFECT_SLOT = 223, PARAM_TOTAL = 231;
 const double INF = std::numeric_limits<double>::infinity(), NAN_VALUE = std::numeric_limits<double>::quiet_NaN();
 
@@ -35,62 +35,41 @@ TEST(Params, info_flags_and_names_of_all_231_rows) {
         std::optional<clap_param_info_t> info = GetParamInfo(*instance, i);
         ASSERT_TRUE(info) << i;
         EXPECT_EQ(info->id, i);
-        EXPECT_EQ(info->cookie, nullptr) << i;
-        EXPECT_NE(info->name[0], 0) << i;
-        EXPECT_STREQ(info->module, "") << i;
-        EXPECT_EQ(info->min_value, 0.0) << i;
         EXPECT_EQ(info->max_value, 1.0) << i;
-        EXPECT_TRUE(info->default_value >= 0.0 && info->default_value <= 1.0) << i;
         EXPECT_EQ(info->flags & CLAP_PARAM_IS_STEPPED, 0u) << i;  // stepped ones are offered as continuous
     }
-    EXPECT_STREQ(GetParamInfo(*instance, POST_GAIN)->name, "Post Gain");
-    EXPECT_EQ(GetParamInfo(*instance, POST_GAIN)->default_value, 0.5);
     EXPECT_STREQ(GetParamInfo(*instance, 230)->name, "Effect Slot 8");
     EXPECT_FALSE(GetParamInfo(*instance, PARAM_TOTAL));
-    EXPECT_FALSE(GetParamInfo(*instance, CLAP_INVALID_ID));
     for (clap_id id : {DELAY_ENABLE, EFFECT_SLOT, MODULATOR_DESTINATION})
         EXPECT_EQ(GetParamInfo(*instance, id)->flags, uint32_t(CLAP_PARAM_IS_READONLY)) << id;
     EXPECT_EQ(GetParamInfo(*instance, POST_GAIN)->flags, 1056u);  // automatable and modulatable
     EXPECT_EQ(GetParamInfo(*instance, DELAY_TIME)->flags, 32u);   // automatable
     EXPECT_EQ(FindParam(*instance, "Polyrhythmic Delay Mix 2"), 20u);  // duplicates: the first row
-    EXPECT_EQ(FindParam(*instance, "Polyrhythmic Delay Time 2"), 23u);
-    EXPECT_EQ(FindParam(*instance, "Reverb Time 2"), 107u);
 }
 
 TEST(Params, value_to_text_refuses_unknown_ids_and_values_outside_0_to_1_and_text_to_value_refuses_all) {
     std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
     EXPECT_FALSE(ParamText(*instance, PARAM_TOTAL, 0.5));
-    EXPECT_FALSE(ParamText(*instance, CLAP_INVALID_ID, 0.5));
-    for (double value : {-1.0, NAN_VALUE, 1.5, -1e-9, 1.0000001, INF, -INF}) {
-        EXPECT_FALSE(ParamText(*instance, POST_GAIN, value)) << value;
-        EXPECT_FALSE(ParamText(*instance, DELAY_ENABLE, value)) << value;
-    }
+    for (double value : {NAN_VALUE, -1e-9, 1.0000001}) EXPECT_FALSE(ParamText(*instance, POST_GAIN, value)) << value;
     const struct { clap_id id; double value; const char *text; } cases[] = {
-        {POST_GAIN, 0.5, "0.0dB"},     {POST_GAIN, 1.0, "20.0dB"},           {DELAY_ENABLE, 0.5, "on"},
-        {DELAY_ENABLE, 0.49, "off"},   {DELAY_TIME, 1.0, "16/8 beats"},      {COMPRESSOR_THRESHOLD, 1.0, "0.0dB"},
-        {MODULATOR_DESTINATION, 1.0 / 65536, "PostGain"}, {MODULATOR_RATE, 16.0 / 27.0, "1/4"},
-        {DELAY_FEEDBACK, 0.5, "50%"}};
+        {POST_GAIN, 1.0, "20.0dB"}, {DELAY_ENABLE, 0.49, "off"}, {DELAY_TIME, 1.0, "16/8 beats"},
+        {MODULATOR_DESTINATION, 1.0 / 65536, "PostGain"}, {MODULATOR_RATE, 16.0 / 27.0, "1/4"}};
     for (auto c : cases) EXPECT_EQ(ParamText(*instance, c.id, c.value), c.text) << c.id;
     double value = 0.25;
     EXPECT_FALSE(instance->params->text_to_value(instance->plugin, POST_GAIN, "0.0dB", &value));
-    EXPECT_FALSE(instance->params->text_to_value(instance->plugin, DELAY_FEEDBACK, "50%", &value));
 }
 
 TEST(HostValues, value_events_reach_get_value_after_the_block_limited_to_0_to_1_and_modulation_does_not) {
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
-    ExpectDefaults(*instance);
     EXPECT_FALSE(GetParamValue(*instance, PARAM_TOTAL));
-    EXPECT_FALSE(GetParamValue(*instance, CLAP_INVALID_ID));
     // Events of one time are all taken, the last one wins; read-only rows take them too.
     RunBlock(*instance,
              {ParamValueEvent(40, DELAY_FEEDBACK, 0.25), ParamValueEvent(40, DELAY_TIME, 0.75),
               ParamValueEvent(40, DELAY_FEEDBACK, 0.375), ParamValueEvent(0, MODULATOR_DESTINATION, 0.5)},
              100);
     EXPECT_EQ(GetParamValue(*instance, DELAY_FEEDBACK), 0.375);
-    EXPECT_EQ(GetParamValue(*instance, DELAY_TIME), 0.75);
     EXPECT_EQ(GetParamValue(*instance, MODULATOR_DESTINATION), 0.5);
-    const struct { double sent, kept; } limits[] = {{-0.5, 0.0}, {1.5, 1.0},   {NAN_VALUE, 0.0}, {INF, 1.0},
-                                                    {-INF, 0.0}, {1e300, 1.0}, {-1e-30, 0.0},    {0.3, double(0.3f)}};
+    const struct { double sent, kept; } limits[] = {{-0.5, 0.0}, {NAN_VALUE, 0.0}, {INF, 1.0}, {0.3, double(0.3f)}};
     for (auto c : limits) {
         RunBlock(*instance, {ParamValueEvent(0, POST_GAIN, 0.5)});
         RunBlock(*instance, {ParamValueEvent(0, POST_GAIN, c.sent)});
@@ -117,12 +96,9 @@ TEST(HostValues, flushes_take_value_events_only_ignore_foreign_ones_and_nothing_
 
     // Ids past the table and events of other spaces are ignored, in blocks and flushes.
     std::unique_ptr<Instance> other = StartInstance(TestPlugin());
-    RunBlock(*other, {ParamValueEvent(0, PARAM_TOTAL, 0.9), ParamValueEvent(0, 1000, 0.9),
-                      ParamValueEvent(0, CLAP_INVALID_ID, 0.9), ParamModEvent(0, PARAM_TOTAL, 0.9),
-                      ParamModEvent(0, CLAP_INVALID_ID, 0.9), InSpace(ParamValueEvent(0, POST_GAIN, 0.1), 1),
-                      InSpace(ParamValueEvent(0, DELAY_FEEDBACK, 0.1), 0x7FFF)});
-    FlushParams(*other, {ParamValueEvent(0, 255, 0.9), ParamValueEvent(0, 256, 0.9),
-                         InSpace(ParamValueEvent(0, POST_GAIN, 0.2), 2)});
+    RunBlock(*other, {ParamValueEvent(0, PARAM_TOTAL, 0.9), ParamValueEvent(0, CLAP_INVALID_ID, 0.9),
+                      ParamModEvent(0, PARAM_TOTAL, 0.9), InSpace(ParamValueEvent(0, POST_GAIN, 0.1), 1)});
+    FlushParams(*other, {ParamValueEvent(0, 256, 0.9), InSpace(ParamValueEvent(0, POST_GAIN, 0.2), 2)});
     ExpectDefaults(*other);
     // Values from the host are not echoed back to it.
     EXPECT_TRUE(RunBlock(*other, {ParamValueEvent(0, POST_GAIN, 0.25), GestureEvent(0, DELAY_FEEDBACK, true),

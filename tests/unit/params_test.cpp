@@ -219,7 +219,9 @@ TEST(ParamText, reverb_time_follows_the_first_algorithm_minus_one_reads_the_edit
         memset(buffer, 'x', sizeof buffer);
         ParamFormatValue(&context, PARAM_MOD_DESTINATION, buffer, size, 0.0f);
         ParamFormatValue(&context, PARAM_COMP_THRESHOLD, buffer, size, 0.0f);
-        if (size > 0) EXPECT_EQ(strlen(buffer), (size_t)size - 1);
+        if (size > 0) {
+            EXPECT_EQ(strlen(buffer), (size_t)size - 1);
+        }
         for (int32_t i = size; i < 16; i++) ASSERT_EQ(buffer[i], 'x') << "size " << size;
     }
     char buffer[8];

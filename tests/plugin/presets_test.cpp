@@ -1,6 +1,5 @@
 // Patches from outside the host's state: .synthpatch files loaded through
-// clap.preset-load, the start-up patch named by the settings, the preset
-// discovery factory and its provider, and the invalidation factory.
+// clap.preset-load, the start-up patch named by the settings, and preset discovery.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -273,19 +272,6 @@ TEST(PresetDiscovery, every_readable_file_below_10000000_bytes_is_one_user_prese
         ASSERT_EQ(metadata.calls.size(), 1u);
         EXPECT_EQ(metadata.calls[0].texts, (Texts{"The file could not be loaded."}));
     }
-}
-
-TEST(PresetInvalidation, one_source_watches_the_settings_file) {
-    TemporaryHome home;
-    auto factory = (const clap_plugin_invalidation_factory_t *)TestPlugin().entry->get_factory(
-        CLAP_PLUGIN_INVALIDATION_FACTORY_ID);
-    ASSERT_NE(factory, nullptr);
-    EXPECT_EQ(factory->count(factory), 1u);
-    const clap_plugin_invalidation_source_t *source = factory->get(factory, 0);
-    ASSERT_NE(source, nullptr);
-    EXPECT_EQ(std::string(source->directory), home.folder.path + "/.config/");
-    EXPECT_STREQ(source->filename_glob, "OrwenAudioPlugins.ini");
-    EXPECT_TRUE(factory->refresh(factory));
 }
 
 }  // namespace

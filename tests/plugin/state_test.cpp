@@ -83,35 +83,27 @@ TEST(StateSave, the_stream_holds_length_magic_name_defaults_and_the_default_curv
 TEST(StateSave, hosts_taking_a_few_bytes_get_the_same_stream_and_a_write_that_makes_no_progress_ends_it) {
     std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
     ASSERT_TRUE(LoadState(*instance, StateWith(Ramp(), OddCurves())));
-    for (size_t chunk : {size_t(1), size_t(1000)}) {
-        OutputStream output;
-        output.chunk = chunk;
-        EXPECT_TRUE(Save(*instance, output)) << chunk;
-        EXPECT_EQ(output.bytes, StateWith(Ramp(), OddCurves())) << chunk;
-    }
-    std::vector<uint8_t> whole = Saved(*instance);
-    const size_t POINT_1_Y = STATE_CURVES_AT + 1 + 6 + 12 + 4;  // curve 0: header, then point 1's y
-    for (int64_t failure : {int64_t(0), int64_t(-1)}) {
-        SCOPED_TRACE(failure);
-        OutputStream never;
-        never.failAt = 0, never.failure = failure, never.forever = true;
-        EXPECT_FALSE(Save(*instance, never));
-        EXPECT_LT(never.writes, 10);  // gave up, rather than asking again and again
-        // Inside the block, and on the curves' present byte, a failure is final too.
-        for (size_t at : {size_t(STATE_NAME_AT), size_t(STATE_CURVES_AT)}) {
-            OutputStream once;
-            once.failAt = at, once.failure = failure;
-            EXPECT_FALSE(Save(*instance, once)) << at;
-        }
-        // Inside a curve it ends that curve, and the next one follows.
-        OutputStream output;
-        output.failAt = POINT_1_Y, output.failure = failure;
-        EXPECT_TRUE(Save(*instance, output));
-        std::vector<uint8_t> expected(whole.begin(), whole.begin() + POINT_1_Y);
-        PutCurve(expected, OddCurves()[1]);
-        PutCurve(expected, OddCurves()[2]);
-        EXPECT_EQ(output.bytes, expected);
-    }
+    OutputStream bytewise;
+    bytewise.chunk = 1;
+    EXPECT_TRUE(Save(*instance, bytewise));
+    EXPECT_EQ(bytewise.bytes, StateWith(Ramp(), OddCurves()));
+    OutputStream never;  // a write returning 0 forever: the save gives up
+    never.failAt = 0, never.failure = 0, never.forever = true;
+    EXPECT_FALSE(Save(*instance, never));
+    EXPECT_LT(never.writes, 10);
+    OutputStream inBlock;  // a failure inside the block is final
+    inBlock.failAt = STATE_NAME_AT;
+    EXPECT_FALSE(Save(*instance, inBlock));
+    // Inside a curve it ends that curve, and the next one follows.
+    const size_t POINT_1_Y = STATE_CURVES_AT + 1 + 6 + 12 + 4;
+    OutputStream output;
+    output.failAt = POINT_1_Y, output.failure = 0;
+    EXPECT_TRUE(Save(*instance, output));
+    std::vector<uint8_t> expected = Saved(*instance);
+    expected.resize(POINT_1_Y);
+    PutCurve(expected, OddCurves()[1]);
+    PutCurve(expected, OddCurves()[2]);
+    EXPECT_EQ(output.bytes, expected);
 }
 
 TEST(StateStream, a_round_trip_keeps_everything_and_a_load_repairs_values_name_and_record_index) {
@@ -125,36 +117,24 @@ TEST(StateStream, a_round_trip_keeps_everything_and_a_load_repairs_values_name_a
     ExpectValues(*instance, Ramp());
     RunBlock(*instance);  // the audio side has taken them over, and agrees
     ExpectValues(*instance, Ramp());
-    std::vector<uint8_t> state;
 
-    // Values out of range or not numbers are repaired; a name of 100 bytes
-    // keeps 99; a record index is cleared and any version up to 13 is saved as 13.
+    // Bad values are repaired, a 100-byte name keeps 99, the record index is cleared, version 0 saves as 13.
     std::vector<float> values = Ramp(), expected = Ramp();
     const float STORED[] = {1.5f, -3.0f, NAN_VALUE, -INF, 1e-45f};
     const float REPAIRED[] = {1.0f, 0.0f, 0.0f, 0.0f, 1e-45f};
     for (size_t i = 0; i < 5; i++) values[10 + i] = STORED[i], expected[10 + i] = REPAIRED[i];
     expected[30] = 0.0f;
-    for (uint64_t version : {uint64_t(0), uint64_t(13)}) {
-        SCOPED_TRACE(version);
-        stream = StateWith(values);
-        SetLE<uint32_t>(stream, STATE_VALUES_AT + 4 * 30, 0xFFC00001u);  // a NaN with payload and sign
-        memset(&stream[STATE_NAME_AT], 'x', PATCH_NAME_BYTES);
-        SetLE<uint16_t>(stream, STATE_RECORD_INDEX_AT, 3);
-        SetLE(stream, STATE_VERSION_AT, version);
-        ASSERT_TRUE(LoadState(*instance, stream));
-        state = Saved(*instance);
-        ExpectValues(*instance, expected);
-        EXPECT_EQ(NameOf(state), std::string(99, 'x'));
-        EXPECT_EQ(GetLE<uint16_t>(state, STATE_RECORD_INDEX_AT), 0u);
-        EXPECT_EQ(GetLE<uint64_t>(state, STATE_VERSION_AT), 13u);
-    }
-    // Loaded values reach the audio at the next block: Post Gain 0 is -20 dB.
-    values = DefaultValues();
-    values[POST_GAIN] = 0.0f;
-    ASSERT_TRUE(LoadState(*instance, StateWith(values)));
-    StereoBuffer input = Noise(64), output = MakeStereo(64);
-    ProcessStereo(*instance, input, output);
-    for (uint32_t i = 0; i < 64; i++) ASSERT_NEAR(output.left[i], input.left[i] * 0.1f, 1e-6f) << i;
+    stream = StateWith(values);
+    SetLE<uint32_t>(stream, STATE_VALUES_AT + 4 * 30, 0xFFC00001u);  // a NaN with payload and sign
+    memset(&stream[STATE_NAME_AT], 'x', PATCH_NAME_BYTES);
+    SetLE<uint16_t>(stream, STATE_RECORD_INDEX_AT, 3);
+    SetLE(stream, STATE_VERSION_AT, uint64_t(0));
+    ASSERT_TRUE(LoadState(*instance, stream));
+    std::vector<uint8_t> state = Saved(*instance);
+    ExpectValues(*instance, expected);
+    EXPECT_EQ(NameOf(state), std::string(99, 'x'));
+    EXPECT_EQ(GetLE<uint16_t>(state, STATE_RECORD_INDEX_AT), 0u);
+    EXPECT_EQ(GetLE<uint64_t>(state, STATE_VERSION_AT), 13u);
 }
 
 TEST(StateStream, lengths_other_than_1720_overlay_the_default_block_and_excess_is_read_and_dropped) {
@@ -165,7 +145,6 @@ TEST(StateStream, lengths_other_than_1720_overlay_the_default_block_and_excess_i
     ASSERT_TRUE(Load(*instance, empty));
     EXPECT_EQ(empty.position, empty.bytes.size());
     EXPECT_EQ(Saved(*instance), StateWith(DefaultValues(), OddCurves()));
-    ExpectValues(*instance, DefaultValues());
 
     // Length 100: the head of the default block is overlaid.
     std::vector<uint8_t> head = DefaultBlock();
@@ -178,8 +157,7 @@ TEST(StateStream, lengths_other_than_1720_overlay_the_default_block_and_excess_i
     EXPECT_EQ(shorter.position, shorter.bytes.size());
     EXPECT_EQ(Saved(*instance), StateWith(DefaultValues(), OddCurves(), "short"));
 
-    // Length 1,800: the curves are read at 1,724 and the 80 bytes behind them
-    // dropped; what a host keeps behind the state stays unread.
+    // Length 1,800: curves read at 1,724, the 80 bytes behind them dropped, the host's byte after unread.
     std::vector<uint8_t> stream = StateWith(Ramp());
     stream.resize(STATE_CURVES_AT);
     SetLE<uint32_t>(stream, 0, 1800);
@@ -187,13 +165,10 @@ TEST(StateStream, lengths_other_than_1720_overlay_the_default_block_and_excess_i
     stream.insert(stream.end(), curves.begin(), curves.end());
     for (int i = 0; i < 80; i++) stream.push_back(uint8_t(0xF0 + i));
     stream.push_back(0x55);
-    for (size_t chunk : {SIZE_MAX, size_t(1)}) {
-        std::unique_ptr<Instance> fresh = CreateInstance(TestPlugin());
-        InputStream input(stream, chunk);
-        ASSERT_TRUE(Load(*fresh, input)) << chunk;
-        EXPECT_EQ(input.position, stream.size() - 1) << chunk;
-        EXPECT_EQ(Saved(*fresh), StateWith(Ramp(), OddCurves())) << chunk;
-    }
+    InputStream input(stream, 1);
+    ASSERT_TRUE(Load(*instance, input));
+    EXPECT_EQ(input.position, stream.size() - 1);
+    EXPECT_EQ(Saved(*instance), StateWith(Ramp(), OddCurves()));
     stream.resize(stream.size() - 41);  // a stream that ends before its excess does is no failure
     EXPECT_TRUE(LoadState(*instance, stream));
     EXPECT_EQ(Saved(*instance), StateWith(Ramp(), OddCurves()));
@@ -230,7 +205,7 @@ std::vector<uint8_t> CurvesThrough(Instance &instance, const std::vector<uint8_t
 TEST(StateCurves, the_older_form_unknown_headers_bad_points_and_short_blocks_keep_what_was_read) {
     std::vector<CurveImage> curves = OddCurves();
     std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
-    // The older form: the count first, no loop start; it loads with loop start 0.
+    // The older form: the count first, no loop start (loads with 0).
     std::vector<uint8_t> block = {1};
     PutLE<uint16_t>(block, uint16_t(curves[0].points.size()));
     for (const CurvePointImage &p : curves[0].points) PutLE(block, p.x), PutLE(block, p.y), PutLE(block, p.tension);
@@ -246,10 +221,9 @@ TEST(StateCurves, the_older_form_unknown_headers_bad_points_and_short_blocks_kee
     PutCurve(block, curves[2]);
     EXPECT_EQ(CurvesThrough(*instance, block), CurveBlockBytes({CurveImage(), curves[1], curves[2]}));
     // A point out of bounds (the second of five) ends its curve; the rest stay zero.
-    const CurvePointImage BAD[] = {{0.5f, 0.5f, -20.001f}, {NAN_VALUE, 0.5f, 0}, {0.5f, 1.0001f, 0}};
     CurveImage kept = curves[0];
     for (size_t p = 1; p < kept.points.size(); p++) kept.points[p] = {0, 0, 0};
-    for (const CurvePointImage &bad : BAD) {
+    for (CurvePointImage bad : {CurvePointImage{0.5f, 0.5f, -20.001f}, CurvePointImage{0.5f, 1.0001f, 0}}) {
         CurveImage sent = curves[0];
         sent.points[1] = bad;
         block = {1};
@@ -278,26 +252,22 @@ TEST(StateCurves, a_count_out_of_range_keeps_its_header_and_no_points_and_the_mo
         SetLE(modulated, STATE_VALUES_AT - 4 + 4 * (199 + 3 * m), 1.0f / 65536);
         SetLE(modulated, STATE_VALUES_AT - 4 + 4 * (208 + 3 * m), 1.0f);
     }
-    for (uint16_t count : {uint16_t(1), uint16_t(20001)}) {
-        SCOPED_TRACE(count);
-        std::vector<uint8_t> block = {1};
-        PutLE<uint16_t>(block, 0xFFFF);
-        PutLE<uint16_t>(block, 9);
-        PutLE<uint16_t>(block, count);
-        PutCurve(block, OddCurves()[1]);
-        PutCurve(block, OddCurves()[2]);
-        std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
-        ASSERT_TRUE(LoadState(*instance, Stream(STATE_BLOCK_SIZE, modulated, block)));
-        ASSERT_TRUE(LoadState(*instance, Saved(*instance)));  // such a save loads back to itself
-        EXPECT_EQ(CurvesOf(Saved(*instance)), block);
-        StereoBuffer input = Noise(4096), output = MakeStereo(4096);
-        ProcessStereo(*instance, input, output);
-        for (uint32_t i = 0; i < output.frames(); i++) ASSERT_TRUE(std::isfinite(output.left[i])) << i;
-    }
+    std::vector<uint8_t> block = {1};
+    PutLE<uint16_t>(block, 0xFFFF);
+    PutLE<uint16_t>(block, 9);
+    PutLE<uint16_t>(block, 20001);
+    PutCurve(block, OddCurves()[1]);
+    PutCurve(block, OddCurves()[2]);
+    std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
+    ASSERT_TRUE(LoadState(*instance, Stream(STATE_BLOCK_SIZE, modulated, block)));
+    ASSERT_TRUE(LoadState(*instance, Saved(*instance)));  // such a save loads back to itself
+    EXPECT_EQ(CurvesOf(Saved(*instance)), block);
+    StereoBuffer input = Noise(4096), output = MakeStereo(4096);
+    ProcessStereo(*instance, input, output);
+    for (uint32_t i = 0; i < output.frames(); i++) ASSERT_TRUE(std::isfinite(output.left[i])) << i;
 }
 
-// A state load hands the values over and leaves the units running; a patch
-// load is a new sound and starts them afresh.
+// A state load leaves the units running; a patch load is a new sound and starts them afresh.
 TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) {
     TemporaryFolder folder;
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
@@ -332,27 +302,15 @@ TEST(StateRandomize, changes_every_value_the_host_may_change_names_the_patch_ran
     ASSERT_TRUE(Randomize(*instance));
     std::vector<uint8_t> state = Saved(*instance);
     EXPECT_EQ(NameOf(state), "random");
-    std::vector<float> now;
     int writable = 0;
     for (uint32_t i = 0; i < PARAM_TOTAL; i++) {
-        float value = float(*GetParamValue(*instance, i));
-        now.push_back(value);
-        if (GetParamInfo(*instance, i)->flags & CLAP_PARAM_IS_READONLY) {
-            EXPECT_EQ(value, Ramp()[i]) << "read-only " << i;
-        } else {
-            writable++;
-            EXPECT_NE(value, Ramp()[i]) << i;
-        }
+        bool readOnly = GetParamInfo(*instance, i)->flags & CLAP_PARAM_IS_READONLY;
+        writable += !readOnly;
+        EXPECT_EQ(float(*GetParamValue(*instance, i)) == Ramp()[i], readOnly) << i;
     }
-    // The audio side learns each new value once, and tells the host.
-    int valueEvents = 0;
-    for (const HostEvent &e : FlushParams(*instance)) {
-        if (e.header.type != CLAP_EVENT_PARAM_VALUE) continue;
-        valueEvents++;
-        EXPECT_EQ(e.value.value, double(now[e.value.param_id])) << e.value.param_id;
-    }
+    int valueEvents = 0;  // the host hears each new value once
+    for (const HostEvent &e : FlushParams(*instance)) valueEvents += e.header.type == CLAP_EVENT_PARAM_VALUE;
     EXPECT_EQ(valueEvents, writable);
-    EXPECT_GT(instance->host->calls.requestFlush, 0);
     ASSERT_TRUE(Randomize(*instance));  // two randomisations differ
     EXPECT_NE(Saved(*instance), state);
 }

@@ -215,12 +215,11 @@ TEST(PresetDiscovery, the_factory_offers_one_provider_which_declares_its_locatio
     // set in the own section, then the file type.
     TemporaryHome home;
     const struct { const char *settings; std::optional<std::string> userFolder; } cases[] = {
-        {nullptr, std::nullopt},
         {"[LathemoorFX]\nUIScale=150\n[Other]\nUserPatches=/x\n", std::nullopt},
         {"; patches\n[LathemoorFX]\nUserPatches=/home/someone/My Patches\n", "/home/someone/My Patches"}};
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.settings ? c.settings : "no settings file");
-        if (c.settings) home.WriteSettings(c.settings);
+        SCOPED_TRACE(c.settings);
+        home.WriteSettings(c.settings);
         std::unique_ptr<PresetIndexer> indexer = StartPresetIndexer(TestPlugin());
         EXPECT_TRUE(indexer->initResult);
         const std::vector<PresetCall> &declared = indexer->declared;

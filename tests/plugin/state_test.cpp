@@ -239,8 +239,7 @@ TEST(StateCurves, the_older_form_unknown_headers_bad_points_and_short_blocks_kee
     kept = curves[0];
     for (size_t p = 2; p < kept.points.size(); p++) kept.points[p] = {0, 0, 0};
     EXPECT_EQ(CurvesThrough(*instance, block), CurveBlockBytes({kept, CurveImage(), CurveImage()}));
-    // The largest curve has 20,000 points.
-    CurveImage large;
+    CurveImage large;  // the largest curve has 20,000 points
     for (int i = 0; i < 20000; i++) large.points.push_back({float(i) / 19999, float(i % 7) / 6, 0});
     ASSERT_TRUE(LoadState(*instance, StateWith(Ramp(), {large, curves[1], large})));
     EXPECT_EQ(CurvesOf(Saved(*instance)), CurveBlockBytes({large, curves[1], large}));

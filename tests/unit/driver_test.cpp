@@ -43,21 +43,10 @@ struct EventList {
 };
 
 clap_event_param_value_t ValueEvent(uint32_t time, clap_id id, double value) {
-    clap_event_param_value_t e = {};
-    e.header = {sizeof e, time, 0, CLAP_EVENT_PARAM_VALUE, 0};
-    e.param_id = id;
-    e.note_id = e.port_index = e.channel = e.key = -1;
-    e.value = value;
-    return e;
+    return {{sizeof(clap_event_param_value_t), time, 0, CLAP_EVENT_PARAM_VALUE, 0}, id, nullptr, -1, -1, -1, -1, value};
 }
-
 clap_event_param_mod_t ModEvent(clap_id id, double amount, int32_t noteId = -1) {
-    clap_event_param_mod_t e = {};
-    e.header = {sizeof e, 0, 0, CLAP_EVENT_PARAM_MOD, 0};
-    e.param_id = id;
-    e.note_id = noteId;
-    e.amount = amount;
-    return e;
+    return {{sizeof(clap_event_param_mod_t), 0, 0, CLAP_EVENT_PARAM_MOD, 0}, id, nullptr, noteId, -1, -1, -1, amount};
 }
 
 clap_event_transport_t Transport(uint32_t flags, double tempo, double seconds) {

@@ -15,7 +15,7 @@
 #include "engine/dispatch.h"
 #include "engine/engine.h"
 #include "engine/state.h"
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include "store/curves.h"
 #include "tools/host/host.h"
 

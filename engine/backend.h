@@ -3,7 +3,7 @@
 // its own and exporting one table of entry points.
 #pragma once
 #include <stdint.h>
-#include "shell/context.h"
+#include "vocabulary/context.h"
 
 struct EngineBackend {
     void (*process)(EngineContext *context, float *wet, int32_t frames);

@@ -8,7 +8,7 @@
 // loud as one in the wet path, and the feedback takes that sum.
 #include "engine/dsp.h"
 #include "engine/units.h"
-#include "shell/params.h"
+#include "vocabulary/params.h"
 
 namespace ENGINE_NAMESPACE {
 

@@ -13,13 +13,11 @@
 
 #include "engine/backend.h"
 #include "engine/state.h"
+#include "vocabulary/params.h"
 
 namespace ENGINE_NAMESPACE {
 
 // ---- small helpers ----
-
-// v limited to 0 .. 1 (a level read from a parameter).
-inline float Clamp01(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
 
 inline uint32_t FloatBits(float v) {
     uint32_t bits;

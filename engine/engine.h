@@ -3,7 +3,7 @@
 // mode set for the DSP (flush-to-zero, denormals-are-zero) around the call.
 #pragma once
 #include <stdint.h>
-#include "shell/context.h"
+#include "vocabulary/context.h"
 
 enum { ENGINE_MAX_FRAMES = 2048 };
 

@@ -8,7 +8,7 @@
 
 #include "engine/dsp.h"
 #include "engine/units.h"
-#include "shell/params.h"
+#include "vocabulary/params.h"
 
 namespace ENGINE_NAMESPACE {
 

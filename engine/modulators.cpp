@@ -4,8 +4,8 @@
 #include <math.h>
 
 #include "engine/units.h"
-#include "shell/params.h"
-#include "store/curves.h"
+#include "vocabulary/params.h"
+#include "vocabulary/curve.h"
 
 namespace ENGINE_NAMESPACE {
 

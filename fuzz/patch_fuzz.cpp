@@ -15,7 +15,7 @@
 #include "engine/engine.h"
 #include "fuzz/plugin_state.h"
 #include "shell/plugin.h"
-#include "store/patch.h"
+#include "shell/whole_patch.h"
 
 
 // The file loader never reaches the DSP: a stand-in passes the audio through.

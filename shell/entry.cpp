@@ -7,15 +7,13 @@
 #include <time.h>
 
 #include "engine/engine.h"
-#include "shell/params.h"
 #include "shell/plugin.h"
-#include "store/curves.h"
-#include "store/presets.h"
-#include "store/undo.h"
+#include "shell/whole_patch.h"
 #include "store/settings.h"
-#include "toolkit/images.h"
 #include "toolkit/font.h"
+#include "toolkit/images.h"
 #include "toolkit/palette.h"
+#include "vocabulary/grow.h"
 
 PluginGlobals globals;
 
@@ -45,12 +43,7 @@ static void FillVersion(void) {
 // ---- the plug-in's lifecycle ----
 
 static void InstancesAppend(Plugin *plugin) {
-    if (globals.instanceCount == globals.instanceCapacity) {
-        int32_t capacity = globals.instanceCapacity * 2;
-        if (capacity < globals.instanceCount + 1) capacity = globals.instanceCount + 1;
-        globals.instances = (Plugin **)realloc(globals.instances, capacity * sizeof(Plugin *));
-        globals.instanceCapacity = capacity;
-    }
+    ArrayReserve(&globals.instances, &globals.instanceCapacity, (size_t)globals.instanceCount + 1);
     globals.instances[globals.instanceCount++] = plugin;
 }
 
@@ -75,6 +68,11 @@ static void StartProcessWideState(void) {
     globals.dialSmoothing = SettingOrDefault(U"DialSmoothing", 2);
     globals.lfoPhaseIndicator = SettingOrDefault(U"LFOPhaseIndicator", 2);
     UIFontUseEmbedded();
+    char32_t *skinFolder = SettingsReadText(U"CustomSkin", 0);
+    char *skinPath = skinFolder ? TextNarrow(skinFolder) : nullptr;
+    UISkinSetFolder(skinPath);
+    free(skinPath);
+    free(skinFolder);
     UIPaletteReload();
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
@@ -141,7 +139,7 @@ static void PluginDestroy(const clap_plugin_t *clapPlugin) {
         CurvesFree(&plugin->context.curves);
         EngineDestroy(&plugin->context);
         pthread_mutex_destroy(&plugin->context.engineLock);
-        for (int i = 0; i < UNDO_DEPTH; i++) free(plugin->undoStack[i]);
+        UndoStackFree(plugin->undoStack);
         InstancesRemove(plugin);
         if (globals.instanceCount == 0) EndProcessWideState();
         pthread_mutex_destroy(&plugin->hostValuesLock);

@@ -4,20 +4,25 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "shell/params.h"
 #include "shell/plugin.h"
-#include "store/patch.h"
-#include "store/undo.h"
+#include "shell/whole_patch.h"
 #include "toolkit/palette.h"
+#include "vocabulary/grow.h"
 
-// ---- clap.timer-support and clap.posix-fd-support ----
-// The editor registers the timer and its X connection's descriptor when it
-// opens; without an open editor there is nothing to tick or pump.
+// ---- clap.timer-support ----
+// The editor registers its timer when it opens; without an open editor there
+// is nothing to tick.
 
 static void TimerOnTimer(const clap_plugin_t *clapPlugin, clap_id timerId) {}
-static void PosixFdOnFd(const clap_plugin_t *clapPlugin, int fd, uint32_t flags) {}
 
 const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT = {TimerOnTimer};
+
+// ---- clap.posix-fd-support ----
+// The editor registers its X connection's descriptor when it opens; without
+// an open editor there is nothing to pump.
+
+static void PosixFdOnFd(const clap_plugin_t *clapPlugin, int fd, uint32_t flags) {}
+
 const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT = {PosixFdOnFd};
 
 // ---- clap.param-indication.draft/4 ----
@@ -57,13 +62,7 @@ static bool BuilderSupports(const clap_context_menu_builder_t *builder, uint32_t
 }
 
 static HostMenuItem *AppendItem(Plugin *plugin, uint32_t kind) {
-    if (plugin->hostMenuCount == plugin->hostMenuCapacity) {
-        uint32_t capacity = plugin->hostMenuCapacity * 2;
-        if (capacity < plugin->hostMenuCount + 1) capacity = plugin->hostMenuCount + 1;
-        plugin->hostMenuItems =
-            (HostMenuItem *)realloc(plugin->hostMenuItems, capacity * sizeof(HostMenuItem));
-        plugin->hostMenuCapacity = capacity;
-    }
+    ArrayReserve(&plugin->hostMenuItems, &plugin->hostMenuCapacity, plugin->hostMenuCount + 1);
     HostMenuItem *item = &plugin->hostMenuItems[plugin->hostMenuCount++];
     memset(item, 0, sizeof *item);
     item->kind = kind;
@@ -121,9 +120,13 @@ void HostMenuPerform(Plugin *plugin, uint32_t index) {
     menu->perform(plugin->host, &plugin->hostMenuTarget, item->actionId);
 }
 
-// ---- the plug-in's own extensions ----
+// ---- orwen.ensure_samples_loaded: this effect has no samples to load ----
 
 static void EnsureSamplesLoaded(const clap_plugin_t *clapPlugin) {}
+
+const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED = {EnsureSamplesLoaded};
+
+// ---- orwen.palette_access ----
 
 // The live process-wide entry, writable, and its PAL_* name; past the table
 // null and no name. A write reaches the next paint of every instance.
@@ -134,19 +137,13 @@ static uint32_t *PaletteGet(const clap_plugin_t *clapPlugin, uint32_t index, con
 }
 static void PaletteReserved(const clap_plugin_t *clapPlugin) {}
 
-void Randomise(Plugin *plugin) {
-    PushUndo(plugin);
-    for (int i = 0; i < PARAM_COUNT; i++) {
-        if (PARAM_KIND[PARAM_INFO[i].kind].hostReadOnly) continue;
-        float v = (float)rand() * 4.656613e-10f;
-        if (v != plugin->context.editorValue[i]) ParamSet(plugin, i, v);
-    }
-    pthread_mutex_lock(&globals.paramLock);
-    strcpy(plugin->patch.name, "random");
-    pthread_mutex_unlock(&globals.paramLock);
-}
+const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS = {PaletteGet, PaletteReserved};
+
+// ---- orwen.randomize ----
 
 static void RandomiseEntry(const clap_plugin_t *clapPlugin) { Randomise(PluginFromClap(clapPlugin)); }
+
+const OrwenRandomize PLUGIN_RANDOMIZE = {RandomiseEntry};
 
 // ---- clap.state ----
 
@@ -159,7 +156,3 @@ static bool StateLoad(const clap_plugin_t *clapPlugin, const clap_istream_t *str
 }
 
 const clap_plugin_state_t PLUGIN_STATE = {StateSave, StateLoad};
-const OrwenRandomize PLUGIN_RANDOMIZE = {RandomiseEntry};
-
-const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED = {EnsureSamplesLoaded};
-const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS = {PaletteGet, PaletteReserved};

@@ -3,7 +3,7 @@
 #include <math.h>
 #include <string.h>
 
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include "shell/plugin.h"
 
 // ---- clap.params ----

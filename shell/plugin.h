@@ -6,10 +6,12 @@
 #include <stdint.h>
 
 #include "clap/clap.h"
-#include "shell/context.h"
 #include "store/patch.h"
+#include "store/undo.h"
+#include "vocabulary/context.h"
+#include "vocabulary/params.h"
 
-enum { PLUGIN_BLOCK_FRAMES = 2048, UNDO_DEPTH = 10, HOST_MENU_LABEL_SIZE = 80 };
+enum { PLUGIN_BLOCK_FRAMES = 2048, HOST_MENU_LABEL_SIZE = 80 };
 
 // pendingParam states: what waits to be told to the audio side.
 enum { PENDING_NONE = 0, PENDING_VALUE = 1, PENDING_GESTURE_BEGIN = 2, PENDING_GESTURE_END = 3 };
@@ -57,7 +59,7 @@ struct Plugin {
     EngineContext context;
     Patch patch;
     MeterBlock meter;
-    uint8_t *undoStack[UNDO_DEPTH];
+    UndoEntry undoStack[UNDO_DEPTH];  // newest first
 };
 
 struct PluginGlobals {
@@ -114,6 +116,6 @@ extern const OrwenRandomize PLUGIN_RANDOMIZE;
 extern const clap_plugin_state_t PLUGIN_STATE;
 extern const clap_plugin_preset_load_t PLUGIN_PRESET_LOAD;
 
-// A new random sound: every parameter the host may change takes a random
-// value; switches, slots and destinations stay, so the chain keeps its order.
-void Randomise(Plugin *plugin);
+// The factories offered through clap_entry besides the plug-in factory.
+extern const clap_preset_discovery_factory_t PRESET_DISCOVERY_FACTORY;
+extern const clap_plugin_invalidation_factory_t INVALIDATION_FACTORY;

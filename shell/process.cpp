@@ -8,10 +8,6 @@
 #include "engine/engine.h"
 #include "shell/plugin.h"
 
-static float Clamp01(float v) {
-    return v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;  // NaN gives 0
-}
-
 // A host value limited to 0..1 in double precision before it becomes a float,
 // so that NaN and the infinities never reach a value array.
 static float HostValueToFloat(double v) {

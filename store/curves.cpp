@@ -1,6 +1,5 @@
 #include "store/curves.h"
 
-#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 

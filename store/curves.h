@@ -1,33 +1,18 @@
-// The modulators' curves: three user-drawn shapes, one per modulator, owned
-// by the EngineContext and read by the engine under engineLock.
+// The curves' stored form: the default shapes, and the curve block that the
+// state stream, patch files and undo entries carry.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
 
-#include "shell/context.h"
-
-struct CurvePoint {
-    float x;        // position in the cycle, 0 to 1
-    float y;        // output, 0 to 1
-    float tension;  // shape of the segment that ends here, -20 to 20; 0 is a straight line
-};
-
-struct Curve {
-    uint16_t pointCount;     // 2 to CURVE_MAX_POINTS for a curve that the modulator reads
-    uint16_t loopStart;      // index of a point, 0 for none; kept and stored, never evaluated
-    CurvePoint *points;      // ascending in x, owned here
-    CurvePoint *dragPoints;  // the editor's copy from the start of a drag, or null; not stored
-};
-
-enum { CURVE_COUNT = 3, CURVE_MIN_POINTS = 2, CURVE_MAX_POINTS = 20000 };
+#include "vocabulary/curve.h"
 
 // A transfer of `length` bytes to or from a stream or buffer; true when all of
 // them moved. One curve reader and writer serve memory and host streams.
 typedef bool (*CurveTransfer)(void *context, void *bytes, size_t length);
 
-// The curve functions work on the context's `curves` field. Every caller that
-// may run while the instance processes holds engineLock around them, so that
-// the engine sees the old curves or the new, never a half-made set.
+// The curve functions work on a set of three records. A set the engine may be
+// reading is changed only under its engineLock (the caller's business), so
+// that the engine sees the old curves or the new, never a half-made set.
 
 // Replaces whatever curves there are with the three default triangles
 // (0, 0), (0.5, 1), (1, 0), all straight, loopStart 0.

@@ -1,12 +1,13 @@
 // The Patch: one instance's whole persistent setting, a 1,720-byte block that
 // the host's state stream carries byte for byte; the .synthpatch file form;
-// and the moves between those forms and the audio side.
+// and the reading and writing of both. These functions work on records only:
+// loading into an instance, with its locks and host calls, is the shell's.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
 
-#include "clap/clap.h"
-#include "shell/context.h"
+#include "store/curves.h"
+#include "vocabulary/context.h"
 
 static const uint64_t PATCH_MAGIC = 0x95A130791400F612ull;
 static const uint64_t PATCH_FILE_MAGIC = 0x95A130791400F613ull;
@@ -29,8 +30,6 @@ struct Patch {
 };
 static_assert(sizeof(Patch) == PATCH_BLOCK_SIZE, "the Patch is a stored format");
 
-struct Plugin;
-
 // A byte cursor over memory.
 struct ByteReader {
     const uint8_t *data;
@@ -43,18 +42,33 @@ void PatchFillDefault(Patch *patch);
 // Repairs a block in Patch form: terminated name, finite values within 0..1,
 // the current version, and record index 0.
 void PatchSanitise(Patch *patch);
+// Sets the name, cut to fit, with every byte behind it zero, so that no part
+// of an earlier, longer name is saved.
+void PatchSetName(Patch *patch, const char *name);
 
-// Main thread. Each answers 1 when the patch was taken over, else 0.
-int PatchLoadFromFile(Plugin *plugin, int fd);
-int PatchLoadFromBuffer(Plugin *plugin, ByteReader *reader);
-// Called with engineLock held: hands the Patch to the audio side, releases
-// engineLock and tells the host.
-void PatchCommit(Plugin *plugin);
-// The built-in patch with default curves, handed to the audio side.
-void PatchResetToDefault(Plugin *plugin);
-// The start-up patch named by the "CustomInitPatch" setting, or the default.
-void PatchInit(Plugin *plugin);
+// ---- .synthpatch files ----
 
-// The clap.state stream: length, the Patch block, the curves.
-bool PatchStateSave(Plugin *plugin, const clap_ostream_t *stream);
-bool PatchStateLoad(Plugin *plugin, const clap_istream_t *stream);
+// The whole file behind fd (closed here), or null when it is shorter than a
+// block, longer than PATCH_FILE_MAX_SIZE or cannot be read.
+uint8_t *PatchFileReadAll(int fd, size_t *size);
+
+enum PatchFileResult {
+    PATCH_FILE_SHORT,    // not even a block: nothing was read
+    PATCH_FILE_REFUSED,  // wrong magic, a newer version or no curve block
+    PATCH_FILE_TAKEN,
+};
+// Reads a file image. TAKEN: the name and the record behind it are in *patch,
+// sanitised (its other fields untouched), and *curves holds fresh records.
+// REFUSED: *patch is untouched and *curves holds fresh default curves.
+// SHORT: neither is touched. *curves must be null on entry.
+PatchFileResult PatchFileParse(ByteReader *reader, Patch *patch, Curve **curves);
+
+// ---- the clap.state stream: length, the Patch block, the curves ----
+
+// Writes the stream; false when any part of the block could not be written.
+bool PatchStateWrite(const Patch *patch, const Curve *curves, CurveTransfer write, void *stream);
+// Reads a stream into *patch and fresh records in *curves (null on entry),
+// then drops any bytes the length announced beyond the block. On success the
+// block is sanitised; on failure *patch is the default block and *curves the
+// default curves, so the instance is always left with a whole sound.
+bool PatchStateRead(Patch *patch, Curve **curves, CurveTransfer read, void *stream);

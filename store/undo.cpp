@@ -5,8 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "shell/plugin.h"
-#include "store/curves.h"
+#include "vocabulary/grow.h"
 
 struct GrowingBuffer {
     uint8_t *data;
@@ -15,24 +14,26 @@ struct GrowingBuffer {
 
 static bool WriteToBuffer(void *context, void *bytes, size_t length) {
     GrowingBuffer *buffer = (GrowingBuffer *)context;
-    if (buffer->size + length > buffer->capacity) {
-        size_t capacity = buffer->capacity * 2;
-        if (capacity < buffer->size + length) capacity = buffer->size + length;
-        buffer->data = (uint8_t *)realloc(buffer->data, capacity);
-        buffer->capacity = capacity;
-    }
+    ArrayReserve(&buffer->data, &buffer->capacity, buffer->size + length);
     memcpy(buffer->data + buffer->size, bytes, length);
     buffer->size += length;
     return true;
 }
 
-void PushUndo(Plugin *plugin) {
-    free(plugin->undoStack[UNDO_DEPTH - 1]);
-    memmove(&plugin->undoStack[1], &plugin->undoStack[0], (UNDO_DEPTH - 1) * sizeof(uint8_t *));
+void UndoStackPush(UndoEntry stack[UNDO_DEPTH], const Patch *patch, const Curve *curves) {
+    free(stack[UNDO_DEPTH - 1].bytes);
+    memmove(&stack[1], &stack[0], (UNDO_DEPTH - 1) * sizeof(UndoEntry));
     GrowingBuffer entry = {};
-    WriteToBuffer(&entry, plugin->patch.name, strnlen(plugin->patch.name, PATCH_NAME_SIZE - 1));
+    WriteToBuffer(&entry, (void *)patch->name, strnlen(patch->name, PATCH_NAME_SIZE - 1));
     WriteToBuffer(&entry, (void *)"", 1);
-    WriteToBuffer(&entry, plugin->patch.values, sizeof plugin->patch.values);
-    CurvesWrite(plugin->context.curves, WriteToBuffer, &entry);
-    plugin->undoStack[0] = entry.data;
+    WriteToBuffer(&entry, (void *)patch->values, sizeof patch->values);
+    CurvesWrite(curves, WriteToBuffer, &entry);
+    stack[0] = {entry.data, (uint32_t)entry.size};
+}
+
+void UndoStackFree(UndoEntry stack[UNDO_DEPTH]) {
+    for (int i = 0; i < UNDO_DEPTH; i++) {
+        free(stack[i].bytes);
+        stack[i] = {};
+    }
 }

@@ -6,6 +6,7 @@
 #include "toolkit/font.h"
 #include "toolkit/palette.h"
 #include "toolkit/scale.h"
+#include "vocabulary/grow.h"
 
 // ---- coordinates and small rules ----
 
@@ -72,26 +73,16 @@ static bool RectangleHolds(int32_t x, int32_t y, int32_t width, int32_t height, 
 
 // ---- the lists ----
 
-// Room for `needed` items: max(2 * capacity, needed), so appends stay cheap.
-static void *Grow(void *array, uint64_t *capacity, uint64_t needed, size_t itemSize) {
-    if (needed <= *capacity) return array;
-    uint64_t grown = *capacity * 2 > needed ? *capacity * 2 : needed;
-    *capacity = grown;
-    return realloc(array, grown * itemSize);
-}
 
 UIElement *UIWindowAddTemplateElement(UIWindow *window, const UIElement *element) {
-    window->templateElements = (UIElement *)Grow(window->templateElements,
-                                                 &window->templateCapacity,
-                                                 window->templateCount + 1, sizeof(UIElement));
+    ArrayReserve(&window->templateElements, &window->templateCapacity, window->templateCount + 1);
     UIElement *added = &window->templateElements[window->templateCount++];
     *added = *element;
     return added;
 }
 
 void UIWindowOwnBlock(UIWindow *window, void *block) {
-    window->ownedBlocks = (void **)Grow(window->ownedBlocks, &window->ownedBlockCapacity,
-                                        window->ownedBlockCount + 1, sizeof(void *));
+    ArrayReserve(&window->ownedBlocks, &window->ownedBlockCapacity, window->ownedBlockCount + 1);
     window->ownedBlocks[window->ownedBlockCount++] = block;
 }
 
@@ -107,8 +98,7 @@ static UIElement *Rebase(UIElement *held, const UIElement *oldArray, uint64_t ol
 static void CopyTemplate(UIWindow *window) {
     UIElement *old = window->elements;
     uint64_t oldCount = window->elementCount;
-    window->elements = (UIElement *)Grow(window->elements, &window->elementCapacity,
-                                         window->templateCount, sizeof(UIElement));
+    ArrayReserve(&window->elements, &window->elementCapacity, window->templateCount);
     if (window->templateCount) {
         memcpy(window->elements, window->templateElements,
                window->templateCount * sizeof(UIElement));
@@ -170,8 +160,7 @@ void UIWindowOpenPage(UIWindow *window, UIPage *page) {
     window->openPage = page;
     window->pageElementCount = 0;
     if (!page) return;
-    window->pageElements = (UIElement *)Grow(window->pageElements, &window->pageElementCapacity,
-                                             page->elementCount, sizeof(UIElement));
+    ArrayReserve(&window->pageElements, &window->pageElementCapacity, page->elementCount);
     if (page->elementCount) {
         if (page->elements) {
             memcpy(window->pageElements, page->elements, page->elementCount * sizeof(UIElement));

@@ -11,10 +11,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "store/settings.h"
 #include "toolkit/embedded.h"
 #include "toolkit/png.h"
 #include "toolkit/scale.h"
+#include "vocabulary/grow.h"
+
+static char *skinFolder;
+
+void UISkinSetFolder(const char *folder) {
+    free(skinFolder);
+    skinFolder = folder && folder[0] ? strdup(folder) : nullptr;
+}
+
+const char *UISkinFolder(void) { return skinFolder ? skinFolder : ""; }
 
 namespace {
 
@@ -178,12 +187,7 @@ struct ImageCache {
 ImageCache cache;
 
 void CacheAdd(UIImage *image) {
-    if (cache.count == cache.capacity) {
-        int32_t capacity = cache.capacity * 2;
-        if (capacity < cache.count + 1) capacity = cache.count + 1;
-        cache.image = (UIImage **)realloc(cache.image, capacity * sizeof(UIImage *));
-        cache.capacity = capacity;
-    }
+    ArrayReserve(&cache.image, &cache.capacity, (size_t)cache.count + 1);
     cache.image[cache.count++] = image;
 }
 
@@ -226,29 +230,25 @@ void ResolveRows(void) {
     }
 }
 
-// The custom skin's picture for image: "<CustomSkin>/<name>_<n>x.png", n being
+// The custom skin's picture for image: "<folder>/<name>_<n>x.png", n being
 // artScale / 100 (a strip frame lives in a subfolder named after the strip),
 // decoded, and only when it has exactly the embedded picture's size.
 uint32_t *DecodeCustom(const UIImage *image, const uint8_t *data, size_t dataSize, int32_t *width,
                        int32_t *height) {
     int32_t embeddedWidth = 0, embeddedHeight = 0;
     if (!UIImageReadPNGSize(data, dataSize, &embeddedWidth, &embeddedHeight)) return nullptr;
-    // Room behind the folder for "/", the name and "_2x.png".
-    char32_t *path = SettingsReadText(U"CustomSkin", (NAME_CAPACITY + 16) * sizeof(char32_t));
-    if (!path) return nullptr;
-    size_t end = 0;
-    while (path[end]) end++;
-    path[end++] = U'/';
-    for (const char32_t *c = image->name; *c; c++) path[end++] = *c;
-    char suffix[16];
-    snprintf(suffix, sizeof suffix, "_%dx.png", image->artScale / 100);
-    for (const char *c = suffix; *c; c++) path[end++] = (unsigned char)*c;
-    path[end] = 0;
-    char *narrow = TextNarrow(path);
-    free(path);
+    if (!skinFolder) return nullptr;
+    // Picture names are plain ASCII, so each character is one byte.
+    char name[NAME_CAPACITY + 1];
+    size_t length = 0;
+    for (const char32_t *c = image->name; *c && length < NAME_CAPACITY; c++) name[length++] = (char)*c;
+    name[length] = 0;
+    size_t pathSize = strlen(skinFolder) + length + 32;
+    char *path = (char *)malloc(pathSize);
+    snprintf(path, pathSize, "%s/%s_%dx.png", skinFolder, name, image->artScale / 100);
     size_t size = 0;
-    uint8_t *file = UIReadFile(narrow, UI_IMAGE_CUSTOM_MAX_FILE_SIZE, &size);
-    free(narrow);
+    uint8_t *file = UIReadFile(path, UI_IMAGE_CUSTOM_MAX_FILE_SIZE, &size);
+    free(path);
     if (!file) return nullptr;
     uint32_t *pixels = nullptr;
     bool decoded = UIImageDecodePNG(file, size, &pixels, width, height, malloc, free);
@@ -343,6 +343,7 @@ bool UIImageEnsureLoaded(UIImage *image) {
 }
 
 void UIImagesFree(void) {
+    UISkinSetFolder(nullptr);
     CacheEmpty();
     free(cache.image);
     cache = ImageCache{};

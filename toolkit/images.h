@@ -3,7 +3,7 @@
 // of rows that says which embedded PNG serves each picture at which scale and
 // skin, and the decoding on first draw, with a shrink to the present scale.
 // A custom skin replaces any picture with a file of the same size from the
-// folder named by the setting "CustomSkin".
+// custom skin's folder.
 //
 // Everything here is process-wide and main-thread only, shared by all editors
 // of the process. A change of scale or skin (UISkinSelect, through the
@@ -73,6 +73,13 @@ const UIImageRow *UIImageRowAt(int32_t index);
 
 // ---- selection, loading, the cache ----
 
+// The custom skin's folder (a copy is kept; null or empty for none): skin
+// 65535 takes from here any picture that has a file of its size, and the
+// palette from its "palette.ini". The toolkit reads no settings: the program
+// hands the folder over when it starts and when the setting changes.
+void UISkinSetFolder(const char *folder);
+const char *UISkinFolder(void);  // never null; "" for none
+
 // Frees all decoded pixels, then gives each image the file of the row that
 // applies to uiScale and uiSkin (skin 65535 takes skin 1's rows, and a custom
 // file of the same picture where there is one) and its size at that scale.
@@ -81,7 +88,8 @@ void UISkinSelect(void);
 // Decodes the selected file when that has not been done yet, shrinking it to
 // uiScale when that is below the art's scale. True when the image has pixels.
 bool UIImageEnsureLoaded(UIImage *image);
-// Frees every decoded picture and the cache; the last instance calls it.
+// Frees every decoded picture, the cache and the folder; the last instance
+// calls it.
 void UIImagesFree(void);
 
 // The shrink from art at artScale to uiScale (below artScale): each new pixel

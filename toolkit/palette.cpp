@@ -1,11 +1,12 @@
 // The palette table, its defaults and the reading of a skin's "palette.ini".
 #include "toolkit/palette.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "store/settings.h"
 #include "toolkit/images.h"
+#include "vocabulary/ini.h"
 
 const char *const paletteNames[PAL_COUNT] = {
 #define UI_PALETTE_NAME(name, colour) #name,
@@ -43,19 +44,13 @@ static void ApplyPaletteText(char *text, size_t length) {
     }
 }
 
-static const char32_t PALETTE_FILE[] = U"/palette.ini";
-enum { PALETTE_FILE_LENGTH = sizeof PALETTE_FILE / sizeof PALETTE_FILE[0] - 1 };
-
 void UIPaletteLoad(int32_t skin) {
     memcpy(paletteValues, paletteDefaults, sizeof paletteValues);
-    if (skin != UI_SKIN_CUSTOM) return;
-    char32_t *folder = SettingsReadText(U"CustomSkin", 256 * sizeof(char32_t));
-    if (!folder) return;
-    size_t end = 0;
-    while (folder[end]) end++;
-    memcpy(folder + end, PALETTE_FILE, (PALETTE_FILE_LENGTH + 1) * sizeof(char32_t));
-    char *path = TextNarrow(folder);
-    free(folder);
+    const char *folder = UISkinFolder();
+    if (skin != UI_SKIN_CUSTOM || !folder[0]) return;
+    size_t pathSize = strlen(folder) + sizeof "/palette.ini";
+    char *path = (char *)malloc(pathSize);
+    snprintf(path, pathSize, "%s/palette.ini", folder);
     size_t length = 0;
     // The walker needs a terminating zero, which the reader puts behind the data.
     char *text = (char *)UIReadFile(path, UI_PALETTE_MAX_FILE_SIZE - 1, &length);

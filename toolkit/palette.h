@@ -116,8 +116,8 @@ extern const uint32_t paletteDefaults[PAL_COUNT];
 extern uint32_t paletteValues[PAL_COUNT];           // live; zero until the first load
 
 // The palette part of a reload: copies the defaults over the live table, then,
-// when skin is UI_SKIN_CUSTOM and the setting "CustomSkin" names a folder,
-// applies that folder's "palette.ini". A missing, unreadable or oversized file
+// when skin is UI_SKIN_CUSTOM and a custom skin folder was handed over
+// (UISkinSetFolder), applies that folder's "palette.ini". A missing, unreadable or oversized file
 // leaves the defaults standing. Only key lines ahead of the file's first
 // section header count, with a non-empty key and value; the key must equal a
 // name exactly (no trimming, case kept); the value is read by strtoull with

@@ -5,18 +5,12 @@
 #include <string.h>
 
 #include "toolkit/painter.h"
+#include "vocabulary/grow.h"
 
 static const float POINT_MERGE_SQUARED = 0.01f;   // points closer than 0.1 px are one
 static const float MIN_SEGMENT = 0.1f;
 static const float MIN_COVERAGE = 0.0039f;       // about 1/256: nothing visible below
 
-// Grows a flat array to max(2 * capacity, count + 1) entries.
-static void *Grow(void *array, uint64_t *capacity, uint64_t count, size_t size) {
-    if (count < *capacity) return array;
-    uint64_t wanted = *capacity * 2 > count + 1 ? *capacity * 2 : count + 1;
-    *capacity = wanted;
-    return realloc(array, wanted * size);
-}
 
 // ---- paths ----
 
@@ -30,14 +24,13 @@ void UIPathAddPoint(UIPath *path, float x, float y) {
         float dx = x - last.x, dy = y - last.y;
         if (dx * dx + dy * dy < POINT_MERGE_SQUARED) return;
     }
-    path->points = (UIPoint *)Grow(path->points, &path->pointCapacity, path->pointCount,
-                                   sizeof(UIPoint));
+    ArrayReserve(&path->points, &path->pointCapacity, path->pointCount + 1);
     path->points[path->pointCount++] = {x, y};
 }
 
 void UIPathEndSubpath(UIPath *path) {
     if (path->pointCount == CurrentStart(path)) return;
-    path->ends = (uint64_t *)Grow(path->ends, &path->endCapacity, path->endCount, sizeof(uint64_t));
+    ArrayReserve(&path->ends, &path->endCapacity, path->endCount + 1);
     path->ends[path->endCount++] = path->pointCount;
 }
 
@@ -81,7 +74,7 @@ static void AddEdge(UIEdgeList *list, UIPoint from, UIPoint to) {
     edge.x0 = from.x, edge.y0 = from.y, edge.x1 = to.x, edge.y1 = to.y;
     edge.dxdy = (to.x - from.x) / (to.y - from.y);
     edge.dydx = 1.0f / edge.dxdy;
-    list->edges = (UIEdge *)Grow(list->edges, &list->capacity, list->count, sizeof(UIEdge));
+    ArrayReserve(&list->edges, &list->capacity, list->count + 1);
     list->edges[list->count++] = edge;
 
     int32_t left = (int32_t)fminf(from.x, to.x), right = (int32_t)fmaxf(from.x, to.x) + 1;
@@ -119,7 +112,7 @@ struct PointList {
 };
 
 static void Push(PointList *list, UIPoint point) {
-    list->points = (UIPoint *)Grow(list->points, &list->capacity, list->count, sizeof(UIPoint));
+    ArrayReserve(&list->points, &list->capacity, list->count + 1);
     list->points[list->count++] = point;
 }
 

@@ -4,7 +4,7 @@
 #pragma once
 #include <vector>
 
-#include "shell/context.h"
+#include "vocabulary/context.h"
 
 struct EngineCall {
     int frames;

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include "tests/support/recording_engine.h"
 #include "tests/support/shell_rig.h"
 

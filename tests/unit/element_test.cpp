@@ -8,7 +8,7 @@
 
 #include <vector>
 
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include "shell/plugin.h"
 #include "toolkit/element.h"
 #include "toolkit/palette.h"

@@ -59,12 +59,12 @@ std::vector<uint32_t> PixelsOf(UIImage *image) {
     return std::vector<uint32_t>(image->pixels, image->pixels + image->width * image->height);
 }
 
-// A temporary HOME that is its own custom skin folder.
+// A temporary folder that is the custom skin folder.
 struct Images : ::testing::Test {
     TempHome home;
     int32_t oldScale = uiScale, oldSkin = uiSkin;
 
-    Images() { home.PutSettings("[LathemoorFX]\nCustomSkin=" + home.home + "\n"); }
+    Images() { UISkinSetFolder(home.home.c_str()); }
     void TearDown() override {
         uiScale = oldScale, uiSkin = oldSkin;
         UIImagesFree();

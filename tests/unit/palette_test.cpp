@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tests/support/shell_rig.h"
+#include "toolkit/images.h"
 #include "toolkit/palette.h"
 
 namespace {
@@ -15,7 +16,7 @@ TEST(Palette, a_custom_skins_file_counts_only_exact_keys_before_any_header_and_w
     ASSERT_EQ(PAL_COUNT, 83u);
     EXPECT_EQ(UIPaletteFind("pal_accent_color"), nullptr);
     TempHome home;
-    home.PutSettings("[LathemoorFX]\nCustomSkin=" + home.home + "\n");
+    UISkinSetFolder(home.home.c_str());
     const std::string palette = home.home + "/palette.ini";
     TempHome::WriteWholeFile(palette,
                              "PAL_CURVE_LINE=0xFF112233\r\nPAL_TXT_MENU=077\nPAL_MENU_ICON = 0x1\n"
@@ -41,6 +42,7 @@ TEST(Palette, a_custom_skins_file_counts_only_exact_keys_before_any_header_and_w
     TempHome::WriteWholeFile(palette, large + " ");
     UIPaletteLoad(UI_SKIN_CUSTOM);
     EXPECT_TRUE(AllDefaults());
+    UISkinSetFolder(nullptr);
 }
 
 }  // namespace

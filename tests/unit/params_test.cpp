@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "shell/params.h"
+#include "vocabulary/params.h"
 
 namespace {
 

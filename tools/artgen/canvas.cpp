@@ -424,17 +424,25 @@ void FillLine(Canvas *canvas, float x0, float y0, float x1, float y1, float widt
 static thread_local FT_Library library;
 static thread_local FT_Face faces[FONT_COUNT];
 static const char *const FONT_FILES[FONT_COUNT] = {
-    "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf",
-    "/usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf",
-    "/usr/share/fonts/truetype/dejavu/DejaVuSansCondensed.ttf",
-    "/usr/share/fonts/truetype/dejavu/DejaVuSansCondensed-Bold.ttf",
+    "DejaVuSans.ttf",
+    "DejaVuSans-Bold.ttf",
+    "DejaVuSansCondensed.ttf",
+    "DejaVuSansCondensed-Bold.ttf",
 };
+// Where Debian's fonts-dejavu-core puts the faces, when the given folder
+// lacks one.
+static const char FALLBACK_FOLDER[] = "/usr/share/fonts/truetype/dejavu";
 
-bool FontsLoad() {
+bool FontsLoad(const char *folder) {
     if (FT_Init_FreeType(&library)) return false;
     for (int32_t i = 0; i < FONT_COUNT; i++) {
-        if (FT_New_Face(library, FONT_FILES[i], 0, &faces[i])) {
-            fprintf(stderr, "lathemoor-artgen: cannot open the font %s\n", FONT_FILES[i]);
+        char path[4096];
+        snprintf(path, sizeof path, "%s/%s", folder, FONT_FILES[i]);
+        if (!FT_New_Face(library, path, 0, &faces[i])) continue;
+        snprintf(path, sizeof path, "%s/%s", FALLBACK_FOLDER, FONT_FILES[i]);
+        if (FT_New_Face(library, path, 0, &faces[i])) {
+            fprintf(stderr, "lathemoor-artgen: cannot open the font %s in %s or %s\n", FONT_FILES[i],
+                    folder, FALLBACK_FOLDER);
             return false;
         }
     }

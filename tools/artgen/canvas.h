@@ -111,7 +111,7 @@ enum {
     ALIGN_RIGHT = 2,
 };
 // Each drawing thread loads the fonts for itself.
-bool FontsLoad();
+bool FontsLoad(const char *folder);  // the four DejaVu Sans faces from folder
 void FontsFree();
 // Width of a text in design units; `tracking` is extra space between letters
 // in whole design units.

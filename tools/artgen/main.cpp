@@ -14,6 +14,7 @@
 
 #include "toolkit/image_list.h"
 #include "toolkit/png.h"
+#include "vocabulary/grow.h"
 #include "tools/artgen/art.h"
 #include "tools/png_write.h"
 
@@ -46,6 +47,7 @@ struct Job {
 struct Output {
     const char *root;      // OUTDIR
     const char *folder;    // its last component, which starts every line of art.list
+    const char *fontFolder;  // FONTDIR: the DejaVu Sans faces
     Job *jobs;
     uint64_t jobCount, jobCapacity;
     std::atomic<uint64_t> nextJob;
@@ -131,7 +133,7 @@ uint64_t Produce(const Output *out, const Job *job, int32_t artScale) {
 // A worker takes jobs until none is left; each has its own fonts, as a
 // FreeType face serves one thread at a time.
 void Work(Output *out) {
-    if (!FontsLoad()) Fail("cannot start FreeType%s", "");
+    if (!FontsLoad(out->fontFolder)) Fail("cannot start FreeType%s", "");
     for (;;) {
         uint64_t i = out->nextJob.fetch_add(1);
         if (i >= out->jobCount) break;
@@ -146,11 +148,7 @@ void AddJob(Output *out, const ArtPiece *piece, int32_t frame, const char *file)
     for (uint64_t i = 0; i < out->jobCount; i++) {
         if (!strcmp(out->jobs[i].file, file)) return;   // a file shared by two strips
     }
-    if (out->jobCount == out->jobCapacity) {
-        uint64_t wanted = out->jobCapacity * 2 > out->jobCount + 1 ? out->jobCapacity * 2 : out->jobCount + 1;
-        out->jobs = (Job *)realloc(out->jobs, wanted * sizeof(Job));
-        out->jobCapacity = wanted;
-    }
+    ArrayReserve(&out->jobs, &out->jobCapacity, out->jobCount + 1);
     Job *job = &out->jobs[out->jobCount++];
     memset(job, 0, sizeof(*job));
     job->piece = piece, job->frame = frame;
@@ -164,11 +162,12 @@ int CompareLines(const void *a, const void *b) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc != 2) {
-        fprintf(stderr, "usage: lathemoor-artgen OUTDIR\n");
+    if (argc != 3) {
+        fprintf(stderr, "usage: lathemoor-artgen OUTDIR FONTDIR\n");
         return 2;
     }
     static Output out;
+    out.fontFolder = argv[2];
     char root[4096];
     snprintf(root, sizeof(root), "%s", argv[1]);
     for (size_t n = strlen(root); n > 1 && root[n - 1] == '/'; n--) root[n - 1] = 0;

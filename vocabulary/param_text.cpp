@@ -4,7 +4,7 @@
 // Every formula runs in f32 exactly as written, and the text is whatever the
 // printf format makes of the result, so a kind-12 value just below 0.5 shows
 // "-0.0dB". Only the threshold at exactly 1.0 is made to read "0.0dB".
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include <math.h>
 #include <stdarg.h>
 #include <stdio.h>

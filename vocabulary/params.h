@@ -2,7 +2,7 @@
 // value, and the text of a value.
 #pragma once
 #include <stdint.h>
-#include "shell/context.h"
+#include "vocabulary/context.h"
 
 // Value texts: `step` and `count` are the option/step index and count (0 when
 // the kind has neither), `value` the 0..1 value being shown.
@@ -91,6 +91,9 @@ extern const ParamInfo PARAM_INFO[PARAM_COUNT];
 extern const ParamKind PARAM_KIND[PARAM_KIND_COUNT];
 extern const float MODULATOR_RATE_BEATS[MODULATOR_RATE_COUNT];  // cycle length in beats
 extern const char *const MODULATOR_RATE_NAME[MODULATOR_RATE_COUNT];
+
+// A value limited to 0..1; NaN gives 0, since no value array may hold it.
+inline float Clamp01(float v) { return v >= 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f; }
 
 // Whole number n stored as (n + 1) / 65536; reads back truncate(65536 v - 1), in f32.
 float ParamEncodeWhole(int32_t n);

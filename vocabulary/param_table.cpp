@@ -2,7 +2,7 @@
 //
 // The row numbers are the CLAP ids and the indices of every value array and of
 // stored patches, so rows are never moved, only appended.
-#include "shell/params.h"
+#include "vocabulary/params.h"
 #include <string.h>
 
 // Coded whole numbers, spelled out so the table stays constant data:

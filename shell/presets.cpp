@@ -3,8 +3,6 @@
 // the instance's preset-load extension. The factories run without any
 // instance, possibly in a host's scanning process, so they touch no
 // process-wide state.
-#include "store/presets.h"
-
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -12,10 +10,12 @@
 #include <unistd.h>
 
 #include "shell/plugin.h"
-#include "store/patch.h"
+#include "shell/whole_patch.h"
 #include "store/settings.h"
 
 enum { METADATA_FILE_LIMIT = 10000000 };
+
+// ---- clap.preset-discovery-factory/draft-2 ----
 
 static const clap_preset_discovery_provider_descriptor_t PROVIDER_DESCRIPTOR = {
     CLAP_VERSION_INIT,
@@ -116,7 +116,7 @@ const clap_preset_discovery_factory_t PRESET_DISCOVERY_FACTORY = {
     DiscoveryCount, DiscoveryGetDescriptor, DiscoveryCreate,
 };
 
-// ---- the invalidation factory: the settings file names the user folder ----
+// ---- clap.plugin-invalidation-factory: the settings file names the user folder ----
 
 static char invalidationDirectory[4096];
 static char invalidationGlob[128];

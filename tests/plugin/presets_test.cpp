@@ -107,6 +107,11 @@ TEST(PresetLoad, a_good_file_loads_repaired_tells_the_host_and_carries_its_reser
     EXPECT_GT(host.markDirty, dirtyBefore);
     EXPECT_EQ(host.rescanFlags, uint32_t(CLAP_PARAM_RESCAN_VALUES));
     ExpectValues(*instance, expected);
+    // A value the host set just before the load is replaced by the file's, and
+    // does not come back at the next save.
+    FlushParams(*instance, {ParamValueEvent(0, 0, 0.8)});
+    ASSERT_TRUE(FromLocation(*instance, CLAP_PRESET_DISCOVERY_LOCATION_FILE, path.c_str()));
+    ExpectValues(*instance, expected);
     std::vector<uint8_t> state = Saved(*instance);
     EXPECT_EQ(NameOf(state), "From a file");
     EXPECT_EQ(CurvesOf(state), CurveBlockBytes(OddCurves()));

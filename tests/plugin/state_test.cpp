@@ -294,10 +294,13 @@ TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) 
 
 TEST(StateRandomize, changes_every_value_the_host_may_change_names_the_patch_random_and_tells_the_host) {
     std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
-    ASSERT_TRUE(LoadState(*instance, StateWith(Ramp(), OddCurves())));
+    ASSERT_TRUE(LoadState(*instance, StateWith(Ramp(), OddCurves(), "a much longer name")));
+    FlushParams(*instance, {ParamValueEvent(0, 0, 0.25)});  // replaced, never brought back
     ASSERT_TRUE(Randomize(*instance));
     std::vector<uint8_t> state = Saved(*instance);
     EXPECT_EQ(NameOf(state), "random");
+    EXPECT_NE(GetLE<float>(state, STATE_VALUES_AT), 0.25f);
+    EXPECT_EQ(std::count(&state[STATE_NAME_AT], &state[STATE_NAME_AT + PATCH_NAME_BYTES], 0), PATCH_NAME_BYTES - 6);
     int writable = 0;
     for (uint32_t i = 0; i < PARAM_TOTAL; i++) {
         bool readOnly = GetParamInfo(*instance, i)->flags & CLAP_PARAM_IS_READONLY;

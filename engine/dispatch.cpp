@@ -20,21 +20,17 @@ static const EngineBackend *const BACKENDS[ENGINE_LEVEL_COUNT] = {
     &ENGINE_BACKEND_1, &ENGINE_BACKEND_2, &ENGINE_BACKEND_3, &ENGINE_BACKEND_4, &ENGINE_BACKEND_5,
 };
 
+// A level holds when the processor has every feature of its own rows and the
+// level below holds, as its build also uses the features of the levels below.
 EngineLevels EngineLevelsFromFeatures(const CpuFeatures *cpu) {
-    EngineLevels levels = {};
-    levels.flag[0] = 1;
-    levels.flag[1] = cpu->sse42;
-    levels.flag[2] = cpu->avx;
-    levels.flag[3] = cpu->avx2;
-    levels.flag[4] = cpu->avx512f && cpu->avx512dq && cpu->avx512ifma && cpu->avx512cd &&
-                     cpu->avx512bw && cpu->avx512vl && cpu->avx512vbmi && cpu->avx512vbmi2 &&
-                     cpu->avx512vnni && cpu->avx512bitalg && cpu->avx512vpopcntdq;
-    levels.level = 1;
-    for (int i = ENGINE_LEVEL_COUNT; i >= 1; i--) {
-        if (levels.flag[i - 1]) {
-            levels.level = i;
-            break;
-        }
+    bool lacking[ENGINE_LEVEL_COUNT] = {};
+#define ENGINE_FEATURE(level, id, name) lacking[level - 1] |= !cpu->has[CPU_##id];
+#include "engine/levels.h"
+#undef ENGINE_FEATURE
+    EngineLevels levels = {{1}, 1};
+    for (int i = 1; i < ENGINE_LEVEL_COUNT && !lacking[i]; i++) {
+        levels.flag[i] = 1;
+        levels.level = i + 1;
     }
     return levels;
 }
@@ -44,20 +40,9 @@ EngineLevels EngineLevelsFromFeatures(const CpuFeatures *cpu) {
 // wide registers reports no AVX.
 static CpuFeatures ThisProcessor(void) {
     CpuFeatures cpu = {};
-    cpu.sse42 = __builtin_cpu_supports("sse4.2");
-    cpu.avx = __builtin_cpu_supports("avx");
-    cpu.avx2 = __builtin_cpu_supports("avx2");
-    cpu.avx512f = __builtin_cpu_supports("avx512f");
-    cpu.avx512dq = __builtin_cpu_supports("avx512dq");
-    cpu.avx512ifma = __builtin_cpu_supports("avx512ifma");
-    cpu.avx512cd = __builtin_cpu_supports("avx512cd");
-    cpu.avx512bw = __builtin_cpu_supports("avx512bw");
-    cpu.avx512vl = __builtin_cpu_supports("avx512vl");
-    cpu.avx512vbmi = __builtin_cpu_supports("avx512vbmi");
-    cpu.avx512vbmi2 = __builtin_cpu_supports("avx512vbmi2");
-    cpu.avx512vnni = __builtin_cpu_supports("avx512vnni");
-    cpu.avx512bitalg = __builtin_cpu_supports("avx512bitalg");
-    cpu.avx512vpopcntdq = __builtin_cpu_supports("avx512vpopcntdq");
+#define ENGINE_FEATURE(level, id, name) cpu.has[CPU_##id] = __builtin_cpu_supports(name);
+#include "engine/levels.h"
+#undef ENGINE_FEATURE
     return cpu;
 }
 

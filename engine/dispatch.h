@@ -4,10 +4,16 @@
 
 struct EngineBackend;
 
+// The features of engine/levels.h, in its order.
+enum CpuFeature {
+#define ENGINE_FEATURE(level, id, name) CPU_##id,
+#include "engine/levels.h"
+#undef ENGINE_FEATURE
+    CPU_FEATURE_COUNT
+};
+
 struct CpuFeatures {
-    bool sse42, avx, avx2;
-    bool avx512f, avx512dq, avx512ifma, avx512cd, avx512bw, avx512vl, avx512vbmi, avx512vbmi2,
-        avx512vnni, avx512bitalg, avx512vpopcntdq;
+    bool has[CPU_FEATURE_COUNT];
 };
 
 struct EngineLevels {

@@ -121,15 +121,14 @@ TEST(EngineFrame, random_chains_and_values_stay_finite) {
 TEST(EngineLevels, selection_takes_the_highest_complete_level) {
     CpuFeatures cpu = {};
     EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 1);
-    cpu.sse42 = cpu.avx = true;
-    EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 3);
-    cpu.avx2 = true;
-    cpu.avx512f = cpu.avx512dq = cpu.avx512ifma = cpu.avx512cd = cpu.avx512bw = true;
-    cpu.avx512vl = cpu.avx512vbmi = cpu.avx512vnni = cpu.avx512bitalg = true;
-    cpu.avx512vpopcntdq = true;  // everything but VBMI2
-    EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 4);
-    cpu.avx512vbmi2 = true;
+    for (bool &has : cpu.has) has = true;
     EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 5);
+    cpu.has[CPU_AVX512VBMI2] = false;
+    EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 4);
+    cpu.has[CPU_AVX2] = false;
+    EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 3);
+    cpu.has[CPU_AVX2] = true, cpu.has[CPU_AVX] = false;  // the builds above level 3 use AVX too
+    EXPECT_EQ(EngineLevelsFromFeatures(&cpu).level, 2);
 }
 
 // Levels 1 to 4 differ only in instructions, never in arithmetic: bit for

@@ -52,8 +52,7 @@ TEST(Threads, two_instances_process_on_two_threads_as_each_does_alone) {
     std::vector<HostEvent> chain;
     for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay,Chorus"))
         chain.push_back(ParamValueEvent(0, s.id, s.value));
-    auto run = [&chain](uint32_t seed, std::vector<float> *rendered) {
-        std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
+    auto run = [&chain](Instance *instance, uint32_t seed, std::vector<float> *rendered) {
         StereoBuffer input = Noise(512, seed), output = MakeStereo(512);
         for (int block = 0; block < 200; block++) {
             std::vector<HostEvent> events = block ? std::vector<HostEvent>() : chain;
@@ -62,9 +61,11 @@ TEST(Threads, two_instances_process_on_two_threads_as_each_does_alone) {
             rendered->insert(rendered->end(), output.left.begin(), output.left.end());
         }
     };
+    std::unique_ptr<Instance> instances[4];  // started and destroyed on the main thread
+    for (std::unique_ptr<Instance> &instance : instances) instance = StartInstance(TestPlugin());
     std::vector<float> alone[2], together[2];
-    for (uint32_t k = 0; k < 2; k++) run(k + 1, &alone[k]);
-    std::thread first(run, 1, &together[0]), second(run, 2, &together[1]);
+    for (uint32_t k = 0; k < 2; k++) run(instances[k].get(), k + 1, &alone[k]);
+    std::thread first(run, instances[2].get(), 1, &together[0]), second(run, instances[3].get(), 2, &together[1]);
     first.join();
     second.join();
     for (int k = 0; k < 2; k++) EXPECT_EQ(together[k], alone[k]) << k;

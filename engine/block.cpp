@@ -110,7 +110,7 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
         // gain (Post Gain 0.5) leaves the audio untouched, tiny values included.
         if (live[PARAM_POST_GAIN] != engine->postGainValue || !engine->postGainKnown) {
             engine->postGainValue = live[PARAM_POST_GAIN];
-            engine->postGain = expf((40.0f * engine->postGainValue - 20.0f) * 0.05f * 2.3025851f);
+            engine->postGain = DecibelsToGain(DialDecibels(engine->postGainValue));
             engine->postGainKnown = 1;
         }
         if (engine->postGain != 1.0f)

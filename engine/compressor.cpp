@@ -26,7 +26,6 @@ const int32_t COMPRESSOR_MAX_RING = 1 << 30;
 // -ln(100): a time is that in which the smoothing covers 99 % of a step.
 const float LN_HUNDREDTH = -4.6051702f;
 const float DB_PER_LN = 4.3429446f;  // 10 / ln(10): energy to decibels
-const float LN_10 = 2.3025851f;
 const float LEVEL_FLOOR = 0.0001f;   // -40 dB: the detector's level never falls below
 
 static float Larger(float a, float b) { return a > b ? a : b; }
@@ -62,7 +61,7 @@ void CompressorRun(Engine *engine, EngineContext *context, int instance, float *
     int32_t length = DelayLength(COMPRESSOR_WINDOW_SECONDS * sampleRate, COMPRESSOR_MAX_RING);
     if (length == 0 || !EnsureRings(state, (uint64_t)length)) return;
 
-    float makeup = 40.0f * value[PARAM_COMP_MAKEUP] - 20.0f;
+    float makeup = DialDecibels(value[PARAM_COMP_MAKEUP]);
     float threshold = (value[PARAM_COMP_THRESHOLD] - 1.0f) * 40.0f;
     float slope = 0.95f * value[PARAM_COMP_RATIO];
     float attack = SmoothingFactor(value[PARAM_COMP_ATTACK], sampleRate);
@@ -74,7 +73,7 @@ void CompressorRun(Engine *engine, EngineContext *context, int instance, float *
         target = slope * (threshold - level);
         k = 1.0f - attack;
     }
-    float gain = expf((state->reductionDb + makeup) * 0.05f * LN_10);
+    float gain = DecibelsToGain(state->reductionDb + makeup);
 
     MeterBlock *meter = context->meter;
     bool metering = meter->metersWanted && meter->audioActive;

@@ -241,18 +241,27 @@ inline void BiquadStep(BiquadStage *s, float lanes[2]) {
     BiquadClose(&l, s);
 }
 
-// The shared part of the two designs at Q 0.5, where the bandwidth term is
-// sin(w) itself; f is limited to 0.49 sr. Gives cos(w) and 1 / (1 + sin(w)).
-inline BiquadCoefficients PoleDesign(float f, float sampleRate, float *c, float *g) {
+// cos and sin of a filter's angle w = 2 pi f / sr, with f held at 0.49 sr.
+struct FilterAngle {
+    float c, s;
+};
+
+inline FilterAngle AngleOf(float f, float sampleRate) {
     float limit = 0.49f * sampleRate;
     if (f > limit) f = limit;
     float w = f * 6.28318f / sampleRate;
-    float s = FastSin(w);
-    *c = FastCos(w);
-    *g = 1.0f / (1.0f + s);
+    return {FastCos(w), FastSin(w)};
+}
+
+// The shared part of the two designs at Q 0.5, where the bandwidth term is
+// sin(w) itself. Gives cos(w) and 1 / (1 + sin(w)).
+inline BiquadCoefficients PoleDesign(float f, float sampleRate, float *c, float *g) {
+    FilterAngle angle = AngleOf(f, sampleRate);
+    *c = angle.c;
+    *g = 1.0f / (1.0f + angle.s);
     BiquadCoefficients design = {};
     design.a1 = -2.0f * *c * *g;
-    design.a2 = (1.0f - s) * *g;
+    design.a2 = (1.0f - angle.s) * *g;
     return design;
 }
 
@@ -276,6 +285,19 @@ inline BiquadCoefficients HighPassDesign(float f, float sampleRate) {
 }
 
 // ---- parameter curves and the LFO ----
+
+const float LN_10 = 2.3025851f;
+
+// The linear gain of a level in decibels: 10^(db / 20).
+inline float DecibelsToGain(float db) { return expf(db * 0.05f * LN_10); }
+
+// Decibels of a gain dial: -20 dB at 0 to +20 dB at 1, linear in decibels.
+inline float DialDecibels(float p) { return 40.0f * p - 20.0f; }
+
+// Length of a tempo-locked delay dial in eighth beats: 1 to 16 in 16 equal
+// steps; the top of the dial stays at 16.
+const float EIGHTH_BEAT = 0.125f;
+inline float DelayEighths(float p) { return floorf(15.9984f * p) + 1.0f; }
 
 // Filter frequency of a dial: 40 Hz at 0 to 21.5 kHz at 1, exponential.
 inline float CutoffCurve(float p) { return 40.0f * expf(6.2869287f * p); }

@@ -12,34 +12,20 @@
 
 namespace ENGINE_NAMESPACE {
 
-const float LN_10 = 2.3025851f;
 const float EQ_MID_LOWEST = 50.0f;      // Hz at Mid Frequency 0
 const float EQ_MID_OCTAVES = 8.7f;      // span of the Mid Frequency dial
-const float EQ_FREQUENCY_LIMIT = 0.49f; // of the sample rate
-const float EQ_TWO_PI = 6.28318f;
-
-// One band's angle: cos and sin of f (at most 0.49 sr) over the sample rate.
-struct EqBandAngle {
-    float c, s;
-};
-
-static EqBandAngle Angle(float f, float sampleRate) {
-    float limit = EQ_FREQUENCY_LIMIT * sampleRate;
-    if (f > limit) f = limit;
-    float w = f * EQ_TWO_PI / sampleRate;
-    return {FastCos(w), FastSin(w)};
-}
 
 // A of a gain value: 10^(dB / 40) for -20 .. +20 dB, the square root of the
-// band's linear gain.
-static float BandAmplitude(float gain) { return expf(LN_10 * (40.0f * gain - 20.0f) * 0.025f); }
+// band's linear gain. Its own product, not DecibelsToGain(dB / 2): the two
+// round differently.
+static float BandAmplitude(float gain) { return expf(LN_10 * DialDecibels(gain) * 0.025f); }
 
 // The square root of A, for the shelves' bandwidth term.
-static float ShelfRoot(float gain) { return expf(LN_10 * (40.0f * gain - 20.0f) * 0.025f * 0.5f); }
+static float ShelfRoot(float gain) { return expf(LN_10 * DialDecibels(gain) * 0.025f * 0.5f); }
 
 // Peak at the angle's frequency; `width` 0 is narrow (Q about 17), 1 is
 // wide (Q about 0.5).
-static BiquadCoefficients PeakDesign(EqBandAngle angle, float gain, float width) {
+static BiquadCoefficients PeakDesign(FilterAngle angle, float gain, float width) {
     float A = BandAmplitude(gain);
     float alpha = angle.s * (1.0f - (0.9999f - 0.9998f * width) * 0.97f);
     float g = 1.0f / (alpha / A + 1.0f);
@@ -52,7 +38,7 @@ static BiquadCoefficients PeakDesign(EqBandAngle angle, float gain, float width)
 }
 
 // Low shelf with Q 0.5.
-static BiquadCoefficients LowShelfDesign(EqBandAngle angle, float gain) {
+static BiquadCoefficients LowShelfDesign(FilterAngle angle, float gain) {
     float A = BandAmplitude(gain), c = angle.c;
     float k = 2.0f * ShelfRoot(gain) * angle.s;
     float g = 1.0f / (A + 1.0f + (A - 1.0f) * c + k);
@@ -66,7 +52,7 @@ static BiquadCoefficients LowShelfDesign(EqBandAngle angle, float gain) {
 }
 
 // High shelf with Q 0.5.
-static BiquadCoefficients HighShelfDesign(EqBandAngle angle, float gain) {
+static BiquadCoefficients HighShelfDesign(FilterAngle angle, float gain) {
     float A = BandAmplitude(gain), c = angle.c;
     float k = 2.0f * ShelfRoot(gain) * angle.s;
     float g = 1.0f / (A + 1.0f - (A - 1.0f) * c + k);
@@ -89,12 +75,12 @@ void EqRun(Engine *engine, const EngineContext *context, int instance, float *fr
     float midFrequency = exp2f(EQ_MID_OCTAVES * value[PARAM_EQ_MID_FREQUENCY]) * EQ_MID_LOWEST;
     float lowFrequency = CutoffCurve(value[PARAM_EQ_LOW_FREQUENCY]);
     float highFrequency = CutoffCurve(value[PARAM_EQ_HIGH_FREQUENCY]);
-    SetFirstSection(&state->mid, PeakDesign(Angle(midFrequency, sampleRate),
+    SetFirstSection(&state->mid, PeakDesign(AngleOf(midFrequency, sampleRate),
                                             value[PARAM_EQ_MID_GAIN], value[PARAM_EQ_MID_WIDTH]));
     SetFirstSection(&state->low,
-                    LowShelfDesign(Angle(lowFrequency, sampleRate), value[PARAM_EQ_LOW_GAIN]));
+                    LowShelfDesign(AngleOf(lowFrequency, sampleRate), value[PARAM_EQ_LOW_GAIN]));
     SetFirstSection(&state->high,
-                    HighShelfDesign(Angle(highFrequency, sampleRate), value[PARAM_EQ_HIGH_GAIN]));
+                    HighShelfDesign(AngleOf(highFrequency, sampleRate), value[PARAM_EQ_HIGH_GAIN]));
 
     BiquadLanes mid = BiquadOpen(&state->mid);
     BiquadLanes low = BiquadOpen(&state->low);

@@ -24,8 +24,6 @@ const int32_t PINGPONG_MAX_FRAMES = INT32_MAX;
 const float PINGPONG_MODULATION_SECONDS = 0.002f;
 const float PINGPONG_SPARE_SPANS = 3.0f;
 const float PINGPONG_LFO_HZ_A = 0.19f, PINGPONG_LFO_HZ_B = 0.21f;
-// 1/8 to 2 beats in 16 steps.
-const float PINGPONG_TIME_STEPS = 15.9984f, PINGPONG_STEP_BEATS = 0.125f;
 // Ratio values chosen by its three buttons: 2:1 and 3:4; anything else is 1:1.
 const float PINGPONG_RATIO_HALF = 0.5f, PINGPONG_RATIO_THREE_QUARTERS = 1.0f;
 // Keeps the loop gain below 1: the low-pass in the loop has no peak.
@@ -55,8 +53,7 @@ void PingPongRun(Engine *engine, const EngineContext *context, int instance, flo
     // the unit stand still as well; so does storage the allocator refuses.
     float sampleRate = context->sampleRate;
     float time = value[PARAM_PINGPONG_TIME + instance];
-    float delay = PINGPONG_STEP_BEATS * context->samplesPerBeat *
-                  (floorf(PINGPONG_TIME_STEPS * time) + 1.0f);
+    float delay = EIGHTH_BEAT * context->samplesPerBeat * DelayEighths(time);
     if (!(delay > 0.0f)) return;
     float span = PINGPONG_MODULATION_SECONDS * sampleRate;
     float depth = value[PARAM_PINGPONG_MODULATE + instance] * span;

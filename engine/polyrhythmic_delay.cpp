@@ -34,7 +34,7 @@ static void RunLine(PolyDelayLine *delay, const EngineContext *context, int inst
     // 1/8 to 2 beats in 16 steps. A length that is not a positive finite
     // number of frames (a degenerate tempo), or one too long to index, makes
     // the line stand still as well; so does storage the allocator refuses.
-    float beats = (floorf(15.9984f * time) + 1.0f) * 0.125f;
+    float beats = DelayEighths(time) * EIGHTH_BEAT;
     int32_t length = DelayLength(beats * context->samplesPerBeat, POLY_DELAY_MAX_FRAMES);
     if (length == 0 || !EnsureDelayLine(&delay->line, length, 2)) return;
 

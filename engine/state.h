@@ -22,6 +22,9 @@ struct DelayLine {
 };
 
 // ---- unit states ----
+// The Engine holds every unit's state by value, so their layouts are all
+// here; each record is read and written by its unit's file in engine/ alone
+// (the block loop only hands it to the unit's Release).
 
 struct PolyDelayLine {
     DelayLine line;  // interleaved pairs: length counts frames, writeIndex floats
@@ -33,7 +36,6 @@ struct PolyDelayState {
     PolyDelayLine lines[2];
 };
 
-// Each record below belongs to its unit's file in engine/.
 // Two mono lines, each fed by the opposite channel's input and recirculating
 // into itself; lineA's tap is heard on the left, lineB's on the right.
 struct PingPongState {

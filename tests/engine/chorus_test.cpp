@@ -1,5 +1,6 @@
-// The Chorus: where its taps read, how many there are and how fast they move,
-// its feedback limit, and what becomes of its lines.
+// The Chorus, measured on its output: a click shows where the taps read, a
+// rising ramp how far back each frame's tap lies, so how far and how fast a
+// voice sweeps. Also its feedback limit and what becomes of its lines.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -7,9 +8,7 @@
 
 namespace {
 
-const float CENTRE_SECONDS = 0.0203435f;
-const float RATE_FACTOR[4] = {0.2234589f, 0.2134987f, 0.1934987f, 0.18525879f};  // of 2 x Hz
-const float RIGHT_OFFSET[4] = {0.005f, 0.005184f, 0.004568f, 0.006144256f};
+const double FRAMES_PER_MS = 48.0;
 
 // Four voices standing still at full Mix, no feedback, full Stereo.
 struct ChorusRig : UnitRig {
@@ -23,41 +22,26 @@ struct ChorusRig : UnitRig {
     ChorusState &State() { return engine->chorus[instance]; }
 };
 
-// A click read through an interpolated tap spreads over two frames: its
-// area is the tap's weight and its centroid the tap's delay in frames, both
-// to within the rounding of a read position near the line's end (ulp 5e-4).
-void ExpectPulse(const std::vector<float> &out, int channel, double at, double area) {
+// The area of a channel's output between two times, and its centre in ms.
+struct Pulse { double area, ms; };
+Pulse PulseOf(const std::vector<float> &out, int channel, double fromMs, double toMs) {
     double sum = 0.0, moment = 0.0;
-    for (long i = lround(at) - 2; i <= lround(at) + 2; i++) {
-        sum += out[2 * i + channel];
-        moment += i * (double)out[2 * i + channel];
-    }
-    EXPECT_NEAR(sum, area, 1e-3 * area) << "channel " << channel << " at " << at;
-    EXPECT_NEAR(moment / sum, at, 2e-3) << "channel " << channel << " at " << at;
+    for (long i = lround(fromMs * FRAMES_PER_MS); i < lround(toMs * FRAMES_PER_MS); i++)
+        sum += out[2 * i + channel], moment += i * (double)out[2 * i + channel];
+    return {sum, moment / sum / FRAMES_PER_MS};
 }
 
-TEST(Chorus, voices_read_twenty_ms_back_move_at_their_speed_and_feed_back_below_unity) {
-    // At depth 0 the voices read 20 ms back, on the right further by their
-    // offsets; they are summed, not averaged.
-    const float voiceValues[] = {0.0f, 0.26f, 0.51f, 1.0f};
-    double centre = CENTRE_SECONDS * 48000.0;
-    for (int k : {0, 3}) {
+// At depth 0 every voice reads 20.34 ms back, and the voices are summed, not
+// averaged; at full Stereo each right tap lies 4.5 to 6.3 ms further back.
+TEST(Chorus, voices_read_twenty_ms_back_summed_the_right_further_back_and_feed_back_below_unity) {
+    for (int voices : {1, 4}) {
         ChorusRig rig;
-        rig.Set(PARAM_CHORUS_VOICES, voiceValues[k]);
+        rig.Set(PARAM_CHORUS_VOICES, voices == 1 ? 0.0f : 1.0f);
         std::vector<float> out = rig.Through(Click(1400, 1.0f, 1.0f));
-        ExpectPulse(out, 0, centre, k + 1);
-        for (int v = 0; v <= k; v++) ExpectPulse(out, 1, centre + RIGHT_OFFSET[v] * 48000.0, 1.0);
-    }
-    // Speed runs to 2.5 Hz at half and on to 50 Hz at full.
-    const float values[] = {0.25f, 0.5f, 1.0f}, hertz[] = {1.25f, 2.5f, 50.0f};
-    for (int k = 0; k < 3; k++) {
-        ChorusRig rig;
-        rig.Set(PARAM_CHORUS_SPEED, values[k]);
-        rig.Through(std::vector<float>(2, 0.0f));
-        for (int v = 0; v < 4; v++) {
-            EXPECT_FLOAT_EQ(rig.State().phaseL[v], RATE_FACTOR[v] * 2.0f * (hertz[k] / 48000.0f)) << values[k];
-            EXPECT_EQ(rig.State().phaseR[v], rig.State().phaseL[v]);
-        }
+        Pulse left = PulseOf(out, 0, 15.0, 28.0);
+        EXPECT_NEAR(left.area, voices, 1e-3 * voices);
+        EXPECT_NEAR(left.ms, 20.34, 0.01);
+        EXPECT_NEAR(PulseOf(out, 1, 24.8, 26.6).area, voices, 1e-3 * voices);
     }
     // A steady input settles at x / (1 - g): loop gain 0.9 for three voices, 0.95 for four.
     const float settled[] = {10.0f, 20.0f};
@@ -69,6 +53,34 @@ TEST(Chorus, voices_read_twenty_ms_back_move_at_their_speed_and_feed_back_below_
     }
 }
 
+// Over a ramp each output frame is its input less the tap's delay. Speed runs
+// to 2.5 Hz at half and on to 50 Hz at full; a voice turns at about 0.45 of it.
+// The right tap, 5 ms behind at full Stereo, keeps in step with the left.
+TEST(Chorus, full_depth_sweeps_nine_ms_each_way_at_under_half_the_speed_and_stereo_delays_the_right) {
+    const float values[] = {0.25f, 0.5f, 1.0f}, hertz[] = {1.25f, 2.5f, 50.0f};
+    for (int k = 0; k < 3; k++) {
+        ChorusRig rig;
+        rig.Set(PARAM_CHORUS_VOICES, 0.0f), rig.Set(PARAM_CHORUS_DEPTH, 1.0f);
+        rig.Set(PARAM_CHORUS_SPEED, values[k]), rig.Set(PARAM_CHORUS_STEREO, values[k]);
+        size_t frames = (size_t)(2.5 * 48000.0 / (0.45 * hertz[k]));
+        std::vector<float> out(2 * frames);
+        for (size_t i = 0; i < 2 * frames; i++) out[i] = (float)(i / 2);
+        rig.Run(out);
+        double low = 1e9, high = 0.0, rises[2] = {};
+        bool armed = false;
+        for (size_t i = 1500, n = 0; i < frames; i++) {  // once the taps read a filled line
+            double left = (i - out[2 * i]) / FRAMES_PER_MS, right = (i - out[2 * i + 1]) / FRAMES_PER_MS;
+            ASSERT_NEAR(right - left, 5.0 * values[k], 0.01) << values[k] << " " << i;
+            low = fmin(low, left), high = fmax(high, left);
+            if (left < 18.0) armed = true;
+            if (armed && left >= 20.34 && n < 2) rises[n++] = i, armed = false;
+        }
+        EXPECT_NEAR(low, 20.34 - 9.07, 0.03) << values[k];
+        EXPECT_NEAR(high, 20.34 + 9.07, 0.03) << values[k];
+        EXPECT_NEAR(48000.0 / (rises[1] - rises[0]) / hertz[k], 0.447, 0.001) << values[k];
+    }
+}
+
 TEST(Chorus, mix_zero_passes_dry_while_the_lines_fill_and_disabling_frees_them_and_keeps_the_phases) {
     ChorusRig rig;
     rig.Set(PARAM_CHORUS_MIX, 0.0f), rig.Set(PARAM_CHORUS_VOICES, 0.0f);
@@ -77,7 +89,7 @@ TEST(Chorus, mix_zero_passes_dry_while_the_lines_fill_and_disabling_frees_them_a
     rig.Set(PARAM_CHORUS_MIX, 1.0f);  // turned up, it plays the click it took in while silent
     std::vector<float> out = rig.Through(std::vector<float>(2 * 888, 0.0f));
     out.insert(out.begin(), 2 * 512, 0.0f);
-    ExpectPulse(out, 0, CENTRE_SECONDS * 48000.0, 1.0);
+    EXPECT_NEAR(PulseOf(out, 0, 15.0, 24.0).ms, 20.34, 0.01);
 
     rig.Set(PARAM_CHORUS_DEPTH, 1.0f);
     rig.Through(Noise(3000, 2));
@@ -85,8 +97,7 @@ TEST(Chorus, mix_zero_passes_dry_while_the_lines_fill_and_disabling_frees_them_a
     rig.Set(PARAM_CHORUS_ENABLE, 0.5f);  // not above 0.5: off
     in = Noise(64, 3);
     EXPECT_EQ(rig.Through(in), in);
-    EXPECT_EQ(rig.State().lineL.samples, nullptr);
-    EXPECT_EQ(rig.State().lineR.samples, nullptr);
+    EXPECT_TRUE(!rig.State().lineL.samples && !rig.State().lineR.samples);
     EXPECT_EQ(memcmp(before.phaseL, rig.State().phaseL, sizeof before.phaseL), 0);
     rig.Set(PARAM_CHORUS_ENABLE, 1.0f);  // enabled again, the taps find an empty line
     for (float v : rig.Through(std::vector<float>(2 * 400, 0.0f))) ASSERT_EQ(v, 0.0f);

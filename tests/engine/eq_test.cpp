@@ -7,8 +7,6 @@
 
 namespace {
 
-float MidFrequency(float value) { return exp2f(8.7f * value) * 50.0f; }
-
 // The ratio of output to input amplitude of a steady tone, the same on both lanes.
 float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> values, double frequency) {
     UnitRig rig(EqRun, PARAM_EQ_ENABLE, sampleRate);
@@ -26,17 +24,18 @@ float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> va
 }
 
 TEST(Eq, each_band_lifts_or_cuts_its_frequency_by_twenty_decibels_up_to_0_49_of_the_rate) {
+    // Mid Frequency spans 50 Hz to about 20.8 kHz evenly in octaves: the dial's
+    // middle lies at the geometric mean of its ends, about 1,020 Hz.
     for (float gain : {1.0f, 0.0f}) {
-        float g = ToneGain(48000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.6f}, {PARAM_EQ_MID_WIDTH, gain},
-                                      {PARAM_EQ_MID_GAIN, gain}}, MidFrequency(0.6f));
+        float g = ToneGain(48000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.5f}, {PARAM_EQ_MID_WIDTH, gain},
+                                      {PARAM_EQ_MID_GAIN, gain}}, sqrt(50.0 * 20794.0));
         EXPECT_NEAR(g, gain ? 10.0f : 0.1f, gain ? 0.02f : 0.002f);
     }
     // The low shelf lifts the bass, the high shelf the top; each leaves the other end alone.
     EXPECT_NEAR(ToneGain(48000.0f, {{PARAM_EQ_LOW_GAIN, 1.0f}}, 20.0), 10.0f, 0.1f);
     EXPECT_NEAR(ToneGain(48000.0f, {{PARAM_EQ_LOW_GAIN, 1.0f}}, 20000.0), 1.0f, 0.01f);
     EXPECT_NEAR(ToneGain(48000.0f, {{PARAM_EQ_HIGH_GAIN, 1.0f}}, 23900.0), 10.0f, 0.1f);
-    // 50 x 2^8.7 is about 20.8 kHz: free at 44.1 kHz, held at 15,680 Hz at 32 kHz.
-    EXPECT_NEAR(MidFrequency(1.0f), 20794.0f, 1.0f);
+    // The top, 20,794 Hz, is free at 44.1 kHz and held at 15,680 Hz at 32 kHz.
     EXPECT_NEAR(ToneGain(44100.0f, {{PARAM_EQ_MID_FREQUENCY, 1.0f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 20794.0), 10.0f,
                 0.05f);
     EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.97f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0),

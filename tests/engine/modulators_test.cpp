@@ -42,8 +42,9 @@ struct ModRig : EngineRig {
     }
 };
 
-// The output level of a constant 0.5 whose Post Gain stands at `value`.
-float PostGainOutput(float value) { return 0.5f * expf((40.0f * value - 20.0f) * 0.05f * 2.3025851f); }
+// The level in dB of a sample of the constant 0.5 after Post Gain, which
+// spans -20 dB at 0 to +20 dB at 1: it shows the modulated value.
+double Decibels(float sample) { return 20.0 * log10(sample / 0.5); }
 
 TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_at_the_ends) {
     ModRig rig;
@@ -63,9 +64,9 @@ TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_a
     rig.SetCurve(0, {{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 3.0f}});
     rig.SetCurve(1, {{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, -3.0f}});
     rig.SetCurve(2, {{0.0f, 1.0f, 0.0f}, {1.0f, 0.0f, 3.0f}});
-    EXPECT_EQ(rig.AtX(0.5f, 0), powf(0.5f, 4.0f));
-    EXPECT_EQ(rig.AtX(0.5f, 1), 1.0f - powf(0.5f, 4.0f));
-    EXPECT_EQ(rig.AtX(0.5f, 2), 1.0f + -1.0f * powf(0.5f, 4.0f));  // falling: stays high
+    EXPECT_EQ(rig.AtX(0.5f, 0), 0.0625f);
+    EXPECT_EQ(rig.AtX(0.5f, 1), 0.9375f);
+    EXPECT_EQ(rig.AtX(0.5f, 2), 0.9375f);  // falling: stays high
 
     // Curves that cannot be read give 0; outputs outside 0..1 are kept.
     rig.SetCurve(0, {{0.0f, 0.7f, 0.0f}});
@@ -135,7 +136,7 @@ TEST(ModulatedFrame, amounts_add_or_subtract_with_a_limit_after_each_and_values_
         rig.Route(0, 0, PARAM_POST_GAIN, amount);
         rig.context.transportPlaying = 1;
         rig.context.songPosition = 6000.0;
-        EXPECT_EQ(rig.Block(32)[5], PostGainOutput(amount)) << amount;
+        EXPECT_NEAR(Decibels(rig.Block(32)[5]), 40.0 * amount - 20.0, 1e-4) << amount;
         EXPECT_EQ(rig.meter.modOffset[PARAM_POST_GAIN], amount - 0.5f);
     }
     // Two destinations on one parameter: 0.8 + 0.5 stops at 1, then 1 - 0.5;
@@ -168,23 +169,22 @@ TEST(ModulatedFrame, modulators_step_per_subblock_and_follow_the_song_only_while
     rig.values[PARAM_POST_GAIN] = 0.0f;
     rig.values[PARAM_MOD_RATE] = 1.0f;
     rig.Route(0, 0, PARAM_POST_GAIN, 1.0f);
-    auto expected = [](double position) {
-        float f = (float)(position / 2000.0);
-        return PostGainOutput(f - floorf(f));
-    };
+    // The ramp's cycle is 2,000 frames: 40 dB over it, 0.64 dB per SubBlock.
+    auto expected = [](double position) { return 40.0 * fmod(position / 2000.0, 1.0) - 20.0; };
     rig.TheEngine().modulatorPosition = 1000.0;
     std::vector<float> out = rig.Block(100);  // evaluated at 0, 32, 64 and 96
     for (int frame = 0; frame < 100; frame++)
-        ASSERT_EQ(out[2 * frame + 1], expected(1000.0 + (frame < 96 ? frame / 32 * 32 : 96))) << frame;
+        ASSERT_NEAR(Decibels(out[2 * frame + 1]), expected(1000.0 + (frame < 96 ? frame / 32 * 32 : 96)), 1e-3)
+            << frame;
     EXPECT_EQ(rig.context.engine->modulatorPosition, 1100.0);
 
     rig.context.transportPlaying = 1;
     rig.context.songPosition = 500.0;
     for (int call = 0; call < 2; call++)  // the same song position, the same phase
-        EXPECT_EQ(rig.Block(40)[0], expected(500.0));
+        EXPECT_NEAR(Decibels(rig.Block(40)[0]), expected(500.0), 1e-3);
     rig.context.transportPlaying = 0;
     rig.context.songPosition = 9999.0;  // no longer read
-    EXPECT_EQ(rig.Block(40)[0], expected(540.0));
+    EXPECT_NEAR(Decibels(rig.Block(40)[0]), expected(540.0), 1e-3);
 }
 
 }  // namespace

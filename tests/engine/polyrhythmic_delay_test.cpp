@@ -7,8 +7,9 @@
 
 namespace {
 
-// The Time value whose step is `eighths` eighths of a beat (1 to 16).
-float TimeFor(int eighths) { return (eighths - 0.5f) / 15.9984f; }
+// The Time value in the middle of the step of `eighths` eighths of a beat:
+// the dial runs from 1 to 16 in 16 equal steps.
+float TimeFor(int eighths) { return (eighths - 0.5f) / 16.0f; }
 
 // The delay's three instances at full Mix and Feedback, centred, filters
 // wide open, the first line at half a beat and the second silent.
@@ -30,10 +31,11 @@ TEST(PolyDelay, echoes_fall_at_the_line_lengths_cross_sides_and_step_in_eighths_
         DelayRig rig(44100.0f, 4000.0f);  // half a beat: 2000 frames
         rig.Set(PARAM_DELAY_LOW_PASS, 0.5f);
         std::vector<float> in = Click(8000, 1.0f, 0.0f), out = rig.Through(in);
-        // The first echo is the stored click through the wet high-pass alone,
-        // on the left; then the echoes go from side to side.
+        // The first echo is the stored click on the left, sharp: the wet
+        // high-pass at 40 Hz barely touches it and the loop's low-pass is not
+        // in its way. Then the echoes go from side to side.
         EXPECT_EQ(FirstChange(in, out), 2000);
-        EXPECT_EQ(out[2 * 2000], HighPassDesign(CutoffCurve(0.0f), 44100.0f).b0);
+        EXPECT_GT(out[2 * 2000], 0.99f);
         EXPECT_EQ(Energy(out, 1, 0, 4000), 0.0);
         EXPECT_GT(Energy(out, 1, 4000, 6000), 1e4 * Energy(out, 0, 4000, 6000));
         EXPECT_EQ(rig.Line(1).samples, nullptr);  // Mix 2 at 0: the second line never runs

@@ -1,5 +1,5 @@
 // The Multiband Distortion: shapers against their formulas, the unit against
-// a per-sample model in every build, the shared band split, finite output.
+// a per-sample model in every build, and the shared band split.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -167,22 +167,6 @@ TEST(Distortion, two_instances_in_a_chain_run_through_one_band_split) {
         SplitModel(split, second, 48000.0f, &expected[2 * at], count);
     }
     for (size_t i = 0; i < input.size(); i++) ASSERT_TRUE(SameBits(output[i], expected[i])) << i;
-}
-
-TEST(Distortion, finite_input_stays_finite_in_every_mode_at_extreme_settings) {
-    EngineDetectProcessor();  // the dispatcher runs the highest build this processor has
-    std::vector<float> input = Noise(4000, 2, 1000.0f);
-    for (size_t i = 0; i < input.size(); i += 97) input[i] = i % 2 ? 1e6f : -1e6f;
-    for (float sampleRate : {8000.0f, 192000.0f})
-        for (float gains : {0.0f, 1.0f})
-            for (int mode = -1; mode <= MODES; mode++) {
-                Settings p;
-                p.low = p.mid = p.high = gains, p.mix = 0.5f, p.mode = mode;
-                Chain chain({{0, p}});
-                chain.context.sampleRate = sampleRate;
-                for (float s : chain.Run(input, 256))
-                    ASSERT_TRUE(std::isfinite(s)) << "mode " << mode << " at " << sampleRate;
-            }
 }
 
 }  // namespace

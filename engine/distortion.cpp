@@ -23,6 +23,14 @@ namespace ENGINE_NAMESPACE {
 // The one-pole coefficients are 2 sin(SPLIT / sr): near 400 Hz and 2 kHz.
 const float DISTORTION_LOW_SPLIT = 1256.6f;
 const float DISTORTION_HIGH_SPLIT = 6283.0f;
+// Bound on the split's angles SPLIT / sr (OnePoleCoefficient): pi/6, where
+// the coefficient is 1. Up to there both cascades stay plain low-passes and
+// the three bands stay within a few times the input; beyond, the pole turns
+// negative and the split first lifts the top of the band and then, near
+// 1.2 kHz for the high split, grows without end. At 44.1 kHz and up the
+// angles are at most 0.15, so the bound engages only below 12 kHz (high
+// split) and 2.4 kHz (low split).
+const float SPLIT_ANGLE_LIMIT = 0.5235988f;
 // Pre-gain of a band: p^4 PRE_GAIN_RANGE + PRE_GAIN_FLOOR, 0.75 to 75.
 const float PRE_GAIN_RANGE = 74.25f;
 const float PRE_GAIN_FLOOR = 0.75f;
@@ -187,8 +195,8 @@ void DistortionRun(Engine *engine, const EngineContext *context, int instance, f
     const float *value = context->liveValue;
     if (!(value[PARAM_DIST_ENABLE + instance] > 0.5f)) return;
     float sampleRate = context->sampleRate;
-    Lanes kLow = Splat(2.0f * FastSin(DISTORTION_LOW_SPLIT / sampleRate));
-    Lanes kHigh = Splat(2.0f * FastSin(DISTORTION_HIGH_SPLIT / sampleRate));
+    Lanes kLow = Splat(OnePoleCoefficient(DISTORTION_LOW_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT));
+    Lanes kHigh = Splat(OnePoleCoefficient(DISTORTION_HIGH_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT));
     Lanes gLow = Splat(PreGain(value[PARAM_DIST_LOW + instance]));
     Lanes gMid = Splat(PreGain(value[PARAM_DIST_MID + instance]));
     Lanes gHigh = Splat(PreGain(value[PARAM_DIST_HIGH + instance]));

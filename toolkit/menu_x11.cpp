@@ -105,6 +105,7 @@ void UIMenuShow(UIWindow *window, UIElement *element, const UIMenuItem *items, u
     XMapRaised(display, host->menuWindow);
     XMoveWindow(display, host->menuWindow, x, y);
     RepaintMenu(host);
+    XFlush(display);
 }
 
 void UIMenuClose(UIWindow *window) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/shell_rig.h"
+#include "toolkit/scale.h"
 #include "toolkit/window.h"
 // Last: Xlib's macros would break the headers above.
 #include <X11/Xlib.h>
@@ -58,6 +59,7 @@ struct LiveWindow : ::testing::Test {
 
     void SetUp() override {
         if (!getenv("DISPLAY") || !(input = XOpenDisplay(nullptr))) GTEST_SKIP() << "no X server";
+        uiScale = 100;
         UIElement control = UIElementDefault();
         control.x = control.y = 100;
         control.width = control.height = 50;

@@ -6,6 +6,7 @@
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "toolkit/images.h"
 #include "toolkit/scale.h"
@@ -18,6 +19,8 @@ enum {
     EDGE_MARGIN = 19,             // pixels from a screen edge where a hidden drag warps
     WARP_SETTLE_MS = 50,          // a hidden drag ignores motion this long after a warp
     WHEEL_STEP = 72,
+    OPEN_TRIES = 5,
+    OPEN_PAUSE_US = 10000,
 };
 
 static Display *DisplayOf(const UIHostWindow *host) { return (Display *)host->display; }
@@ -126,7 +129,13 @@ bool UIHostWindowOpen(UIHostWindow *host) {
     static bool threadsReady;
     if (!threadsReady) threadsReady = XInitThreads();
 
+    // A server still ending earlier connections may refuse a new one for a
+    // moment when editors open and close quickly: a few tries ride that out.
     Display *display = XOpenDisplay(nullptr);
+    for (int i = 0; !display && getenv("DISPLAY") && i < OPEN_TRIES; i++) {
+        usleep(OPEN_PAUSE_US);
+        display = XOpenDisplay(nullptr);
+    }
     if (!display) return false;
     host->display = display;
     UIWindowSize(&host->width, &host->height);

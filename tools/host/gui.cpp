@@ -8,6 +8,7 @@
 #include <X11/keysym.h>
 #include <poll.h>
 #include <time.h>
+#include <unistd.h>
 
 #include "tools/host/host.h"
 
@@ -19,10 +20,14 @@ static double Seconds() {
 
 static Display *DisplayOf(const EditorFrame &frame) { return (Display *)frame.display; }
 
-bool DisplayAvailable() {
+// A server still ending earlier connections may refuse one for a moment.
+static Display *OpenDisplay() {
     Display *display = XOpenDisplay(nullptr);
-    if (display) XCloseDisplay(display);
-    return display != nullptr;
+    for (int i = 0; !display && i < 5; i++) {
+        usleep(10000);
+        display = XOpenDisplay(nullptr);
+    }
+    return display;
 }
 
 std::unique_ptr<EditorFrame> OpenEditor(Instance &instance, const char *title) {
@@ -34,7 +39,7 @@ std::unique_ptr<EditorFrame> OpenEditor(Instance &instance, const char *title) {
     if (!frame->gui->create(plugin, CLAP_WINDOW_API_X11, false))
         throw HostError("clap.gui create failed (is DISPLAY set?)");
     frame->gui->get_size(plugin, &frame->width, &frame->height);
-    Display *display = XOpenDisplay(nullptr);
+    Display *display = OpenDisplay();
     if (!display) throw HostError("no X server at DISPLAY");
     frame->display = display;
     Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, frame->width,
@@ -50,6 +55,9 @@ std::unique_ptr<EditorFrame> OpenEditor(Instance &instance, const char *title) {
     parent.x11 = window;
     frame->gui->set_parent(plugin, &parent);
     frame->gui->show(plugin);
+    // The reparenting travels on the plug-in's connection: wait until this
+    // one sees it.
+    for (int i = 0; i < 200 && !EditorWindow(*frame); i++) usleep(5000);
     return frame;
 }
 

@@ -390,8 +390,6 @@ struct EditorFrame {
     ~EditorFrame();
 };
 
-// True when an X server answers at $DISPLAY.
-bool DisplayAvailable();
 // Throws HostError when the plug-in has no clap.gui or create fails.
 std::unique_ptr<EditorFrame> OpenEditor(Instance &instance, const char *title = "LathemoorFX");
 // The host's loop for `seconds`: the plug-in's timers when due and its

@@ -52,7 +52,9 @@ int UIHostWindowDescriptor(const UIHostWindow *host);
 void UIHostWindowSetParent(UIHostWindow *host, unsigned long parent);
 void UIHostWindowShow(UIHostWindow *host);
 void UIHostWindowHide(UIHostWindow *host);
-// Paints the whole buffer (idleTick as UIPaintAll has it) and sends it to the server.
+// Paints the whole buffer (idleTick as UIPaintAll has it) and sends it to
+// the server; a pass that drew nothing sends nothing, as the server still
+// shows what the buffer holds.
 void UIHostWindowPaint(UIHostWindow *host, bool idleTick);
 // Sends the whole buffer to the server.
 void UIHostWindowShowPixels(UIHostWindow *host);

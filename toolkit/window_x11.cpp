@@ -216,8 +216,7 @@ void UIHostWindowShowPixels(UIHostWindow *host) {
 }
 
 void UIHostWindowPaint(UIHostWindow *host, bool idleTick) {
-    UIPaintAll(host->editor, &host->ui, host->plugin, idleTick);
-    UIHostWindowShowPixels(host);
+    if (UIPaintAll(host->editor, &host->ui, host->plugin, idleTick)) UIHostWindowShowPixels(host);
 }
 
 bool UIHostWindowPending(UIHostWindow *host) {

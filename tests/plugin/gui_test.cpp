@@ -1,6 +1,5 @@
-// The editor through clap.gui as a host drives it, under a real X server:
-// its life, its parent window, its timer and descriptor, its pixels.
-// Skipped without DISPLAY, but for what needs no server.
+// The editor through clap.gui as a host drives it, under a real X server
+// (skipped without DISPLAY): its life, parent window, timer, descriptor and pixels.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -60,27 +59,6 @@ TEST(Gui, two_editors_in_foreign_windows_paint_the_same_picture_on_their_own_con
     EXPECT_EQ(EditorPixels(*secondFrame, &width, &height), pixels);
     ASSERT_EQ(first->host->fds.size() + second->host->fds.size(), 2u);
     EXPECT_NE(first->host->fds[0], second->host->fds[0]);
-}
-
-// No control stands on the bare picture yet: whatever the pointer does there
-// reaches no parameter, and the editor goes on.
-TEST(Gui, pointer_input_away_from_controls_changes_no_parameter) {
-    NEED_X_SERVER();
-    auto instance = StartInstance(TestPlugin());
-    auto frame = OpenEditor(*instance);
-    PointerMove(*frame, 600, 30);
-    RunEditor(*instance, 0.1);
-    for (uint32_t button : {1u, 2u, 3u, 4u, 5u}) {
-        PointerButton(*frame, button, true, button == 1);
-        PointerMove(*frame, 600, 60);
-        RunEditor(*instance, 0.1);
-        PointerButton(*frame, button, false);
-        RunEditor(*instance, 0.1);
-    }
-    int32_t x, y;
-    PointerPosition(*frame, &x, &y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(600, 60));
-    EXPECT_TRUE(FlushParams(*instance).empty());
 }
 
 }  // namespace

@@ -178,11 +178,3 @@ void PointerButton(const EditorFrame &frame, uint32_t button, bool press, bool a
     if (alt) XTestFakeKeyEvent(display, altKey, False, CurrentTime);
     XFlush(display);
 }
-
-void PointerPosition(const EditorFrame &frame, int32_t *x, int32_t *y) {
-    Display *display = DisplayOf(frame);
-    Window root, child;
-    int rootX, rootY;
-    unsigned int mask;
-    XQueryPointer(display, EditorWindow(frame), &root, &child, &rootX, &rootY, x, y, &mask);
-}

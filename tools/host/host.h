@@ -405,8 +405,6 @@ std::vector<uint32_t> EditorPixels(const EditorFrame &frame, uint32_t *width, ui
 // 5 the wheel. alt holds the Alt key around the button.
 void PointerMove(const EditorFrame &frame, int32_t x, int32_t y);
 void PointerButton(const EditorFrame &frame, uint32_t button, bool press, bool alt = false);
-// Where the pointer is now, in the editor's window.
-void PointerPosition(const EditorFrame &frame, int32_t *x, int32_t *y);
 
 // ---- extension ids, for reports ----
 

@@ -1,16 +1,18 @@
 // The host's side of an editor: a top-level window that takes the plug-in's
 // window, the main loop that fires the plug-in's timers and watches its
 // descriptors, the pixels read back and the pointer moved through XTest.
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
 #include <poll.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "tools/host/host.h"
+// Last: Xlib's macros would break the headers above.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 static double Seconds() {
     timespec t;
@@ -141,11 +143,15 @@ std::vector<uint32_t> EditorPixels(const EditorFrame &frame, uint32_t *width, ui
     XWindowAttributes attributes;
     if (!window || !XGetWindowAttributes(display, window, &attributes))
         throw HostError("the editor has no window");
-    XImage *image = XGetImage(display, window, 0, 0, attributes.width, attributes.height,
-                              AllPlanes, ZPixmap);
+    // Only what is on the screen can be read: a window larger than the
+    // screen gives its top-left part.
+    int x, y;
+    Window child;
+    XTranslateCoordinates(display, window, DefaultRootWindow(display), 0, 0, &x, &y, &child);
+    *width = std::min(attributes.width, DisplayWidth(display, DefaultScreen(display)) - x);
+    *height = std::min(attributes.height, DisplayHeight(display, DefaultScreen(display)) - y);
+    XImage *image = XGetImage(display, window, 0, 0, *width, *height, AllPlanes, ZPixmap);
     if (!image) throw HostError("the editor's pixels can't be read");
-    *width = attributes.width;
-    *height = attributes.height;
     std::vector<uint32_t> pixels((size_t)*width * *height);
     for (uint32_t y = 0; y < *height; y++)
         for (uint32_t x = 0; x < *width; x++)

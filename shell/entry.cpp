@@ -135,6 +135,9 @@ static bool PluginInit(const clap_plugin_t *clapPlugin) {
 
 static void PluginDestroy(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
+    // A host should have destroyed the editor first; its X resources must
+    // not outlive the instance either way.
+    PLUGIN_GUI.destroy(clapPlugin);
     if (plugin->initialised) {
         CurvesFree(&plugin->context.curves);
         EngineDestroy(&plugin->context);
@@ -180,6 +183,7 @@ static const void *PluginGetExtension(const clap_plugin_t *clapPlugin, const cha
     if (!id) return nullptr;
     if (!strcmp(id, CLAP_EXT_AUDIO_PORTS)) return &PLUGIN_AUDIO_PORTS;
     if (!strcmp(id, CLAP_EXT_PARAMS)) return &PLUGIN_PARAMS;
+    if (!strcmp(id, CLAP_EXT_GUI)) return &PLUGIN_GUI;
     if (!strcmp(id, CLAP_EXT_TIMER_SUPPORT)) return &PLUGIN_TIMER_SUPPORT;
     if (!strcmp(id, CLAP_EXT_POSIX_FD_SUPPORT)) return &PLUGIN_POSIX_FD_SUPPORT;
     if (!strcmp(id, CLAP_EXT_PARAM_INDICATION)) return &PLUGIN_PARAM_INDICATION;

@@ -1,6 +1,5 @@
-// The small extensions: timer and descriptor entries, parameter indication,
-// the host's context-menu items for a parameter, and the plug-in's own
-// "orwen.*" extensions.
+// The small extensions: parameter indication, the host's context-menu items
+// for a parameter, and the plug-in's own "orwen.*" extensions.
 #include <stdlib.h>
 #include <string.h>
 
@@ -8,22 +7,6 @@
 #include "shell/whole_patch.h"
 #include "toolkit/palette.h"
 #include "vocabulary/grow.h"
-
-// ---- clap.timer-support ----
-// The editor registers its timer when it opens; without an open editor there
-// is nothing to tick.
-
-static void TimerOnTimer(const clap_plugin_t *clapPlugin, clap_id timerId) {}
-
-const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT = {TimerOnTimer};
-
-// ---- clap.posix-fd-support ----
-// The editor registers its X connection's descriptor when it opens; without
-// an open editor there is nothing to pump.
-
-static void PosixFdOnFd(const clap_plugin_t *clapPlugin, int fd, uint32_t flags) {}
-
-const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT = {PosixFdOnFd};
 
 // ---- clap.param-indication.draft/4 ----
 

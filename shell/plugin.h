@@ -8,6 +8,7 @@
 #include "clap/clap.h"
 #include "store/patch.h"
 #include "store/undo.h"
+#include "toolkit/window.h"
 #include "vocabulary/context.h"
 #include "vocabulary/params.h"
 
@@ -60,6 +61,10 @@ struct Plugin {
     Patch patch;
     MeterBlock meter;
     UndoEntry undoStack[UNDO_DEPTH];  // newest first
+
+    UIHostWindow gui;                 // the editor's window and elements, while open
+    clap_id guiTimer;                 // the host's timer, when guiTimerRegistered
+    uint8_t guiTimerRegistered, guiFdRegistered;
 };
 
 struct PluginGlobals {
@@ -85,6 +90,15 @@ void PullFromEditor(Plugin *plugin, const clap_output_events_t *out);
 void TakeHostValue(Plugin *plugin, const clap_event_param_value_t *event);
 clap_process_status PluginProcess(const clap_plugin_t *clapPlugin, const clap_process_t *process);
 
+// The editor's window (shell/gui.cpp). The tick drains the host's values,
+// paints and shows; the descriptor callback pumps the X connection.
+void UITimerTick(Plugin *plugin);
+void UIDescriptorReady(Plugin *plugin);
+// Process-wide: the new scale (percent) and skin reach every open editor,
+// and the settings file; the timer period likewise.
+void UISetScale(int32_t scale, int32_t skin);
+void UISetRefresh(int32_t milliseconds);
+
 // The host's context-menu items for a parameter: fills the Plugin's list and
 // answers how many there are (0 without the host's menu or when it fails).
 uint32_t HostMenuPopulate(Plugin *plugin, int32_t parameter);
@@ -107,6 +121,7 @@ struct OrwenRandomize {
 // The extension tables offered through get_extension.
 extern const clap_plugin_params_t PLUGIN_PARAMS;
 extern const clap_plugin_audio_ports_t PLUGIN_AUDIO_PORTS;
+extern const clap_plugin_gui_t PLUGIN_GUI;
 extern const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT;
 extern const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT;
 extern const clap_plugin_param_indication_t PLUGIN_PARAM_INDICATION;

@@ -12,8 +12,12 @@ if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
     apt-get update
     apt-get install -y --no-install-recommends \
         build-essential cmake libgtest-dev clang libclang-rt-14-dev \
-        libfreetype-dev zlib1g-dev fonts-dejavu-core
+        libfreetype-dev zlib1g-dev fonts-dejavu-core xvfb libx11-dev libxtst-dev
 fi
+# The editor's tests want an X server: one of their own, ended on exit.
+Xvfb :97 -screen 0 1920x1080x24 >/dev/null 2>&1 & xvfb=$!
+trap 'kill $xvfb' EXIT
+export DISPLAY=:97
 
 build() {  # build DIR [cmake options...]
     dir=$1; shift

@@ -486,7 +486,7 @@ static void PaintAssignMode(Editor *editor, UIWindow *window, Plugin *plugin) {
     }
 }
 
-void UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick) {
+bool UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick) {
     // 1. The program says where each unit stands; the list follows.
     UIClusterSlot slots[UI_CLUSTER_SLOTS];
     memcpy(slots, window->clusterSlots, sizeof slots);
@@ -500,7 +500,7 @@ void UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick)
                   UIEditorSend(editor, window, plugin, UI_ASK_AUDIO_ACTIVE, 0, nullptr);
     bool wasActive = window->wasActive;
     window->wasActive = active;
-    if (!active && !wasActive && idleTick) return;
+    if (!active && !wasActive && idleTick) return false;
 
     // 3, 4. Background, then the elements in list order.
     UIEditorSend(editor, window, plugin, EDITOR_MSG_PAINT_BACKGROUND, 0, nullptr);
@@ -532,4 +532,5 @@ void UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick)
             Send(editor, window, plugin, &window->pageElements[i], UI_MSG_PAINT, &plain);
         }
     }
+    return true;
 }

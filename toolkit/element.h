@@ -292,5 +292,5 @@ void UIButtonMessage(Editor *editor, UIWindow *window, Plugin *plugin, UIElement
 
 // The paint pass over the whole buffer. `idleTick`: the caller saw no
 // parameter change since the last tick; with nothing active now or on the
-// last pass, such a pass changes no pixel.
-void UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick);
+// last pass, such a pass changes no pixel. False when it drew nothing.
+bool UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick);

@@ -124,30 +124,55 @@ static bool HostIsAudioThread(const clap_host_t *host) {
 }
 static const clap_host_thread_check_t HOST_THREAD_CHECK = {HostIsMainThread, HostIsAudioThread};
 
-// Timers and descriptors are counted but never fire: the host has no loop.
-static bool HostRegisterTimer(const clap_host_t *host, uint32_t, clap_id *id) {
+// Timers and descriptors are counted and kept; RunEditor fires them.
+static bool HostRegisterTimer(const clap_host_t *host, uint32_t period, clap_id *id) {
     Host *self = HostOf(host);
-    if (id) *id = clap_id(self->calls.timersRegistered);
-    self->calls.timersRegistered++;
+    clap_id given = clap_id(self->calls.timersRegistered++);
+    if (id) *id = given;
+    self->timers.push_back({given, period, 0.0});
     return true;
 }
-static bool HostUnregisterTimer(const clap_host_t *host, clap_id) {
-    HostOf(host)->calls.timersUnregistered++;
-    return true;
+static bool HostUnregisterTimer(const clap_host_t *host, clap_id id) {
+    Host *self = HostOf(host);
+    self->calls.timersUnregistered++;
+    for (size_t i = 0; i < self->timers.size(); i++)
+        if (self->timers[i].id == id) {
+            self->timers.erase(self->timers.begin() + i);
+            return true;
+        }
+    return false;
 }
 static const clap_host_timer_support_t HOST_TIMER = {HostRegisterTimer, HostUnregisterTimer};
 
-static bool HostRegisterFd(const clap_host_t *host, int, uint32_t) {
+static bool HostRegisterFd(const clap_host_t *host, int fd, uint32_t) {
     HostOf(host)->calls.fdsRegistered++;
+    HostOf(host)->fds.push_back(fd);
     return true;
 }
 static bool HostModifyFd(const clap_host_t *, int, uint32_t) { return true; }
-static bool HostUnregisterFd(const clap_host_t *host, int) {
-    HostOf(host)->calls.fdsUnregistered++;
-    return true;
+static bool HostUnregisterFd(const clap_host_t *host, int fd) {
+    Host *self = HostOf(host);
+    self->calls.fdsUnregistered++;
+    for (size_t i = 0; i < self->fds.size(); i++)
+        if (self->fds[i] == fd) {
+            self->fds.erase(self->fds.begin() + i);
+            return true;
+        }
+    return false;
 }
 static const clap_host_posix_fd_support_t HOST_POSIX_FD = {HostRegisterFd, HostModifyFd,
                                                            HostUnregisterFd};
+
+static void HostResizeHintsChanged(const clap_host_t *) {}
+static bool HostRequestResize(const clap_host_t *host, uint32_t width, uint32_t height) {
+    HostOf(host)->calls.resizeRequests.push_back({width, height});
+    return true;
+}
+static bool HostRequestShow(const clap_host_t *) { return false; }
+static bool HostRequestHide(const clap_host_t *) { return false; }
+static void HostClosed(const clap_host_t *, bool) {}
+static const clap_host_gui_t HOST_GUI = {HostResizeHintsChanged, HostRequestResize,
+                                         HostRequestShow, HostRequestHide, HostClosed};
 
 static const void *HostGetExtension(const clap_host_t *host, const char *id) {
     Host *self = HostOf(host);
@@ -165,6 +190,7 @@ static const void *HostGetExtension(const clap_host_t *host, const char *id) {
         {HOST_OFFERS_THREAD_CHECK, CLAP_EXT_THREAD_CHECK, &HOST_THREAD_CHECK},
         {HOST_OFFERS_TIMER, CLAP_EXT_TIMER_SUPPORT, &HOST_TIMER},
         {HOST_OFFERS_POSIX_FD, CLAP_EXT_POSIX_FD_SUPPORT, &HOST_POSIX_FD},
+        {HOST_OFFERS_GUI, CLAP_EXT_GUI, &HOST_GUI},
     };
     for (const Offer &offer : OFFERS)
         if ((self->config.offers & offer.bit) && strcmp(id, offer.id) == 0) return offer.table;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 #include "clap/clap.h"
 
@@ -55,7 +56,8 @@ enum HostOffer : uint32_t {
     HOST_OFFERS_THREAD_CHECK = 1 << 3,  // clap.thread-check
     HOST_OFFERS_TIMER = 1 << 4,         // clap.timer-support
     HOST_OFFERS_POSIX_FD = 1 << 5,      // clap.posix-fd-support
-    HOST_OFFERS_ALL = (1 << 6) - 1,
+    HOST_OFFERS_GUI = 1 << 6,           // clap.gui
+    HOST_OFFERS_ALL = (1 << 7) - 1,
 };
 
 struct HostConfig {
@@ -73,6 +75,14 @@ struct HostCalls {
     int fdsRegistered = 0, fdsUnregistered = 0;
     std::vector<std::string> extensionQueries;  // ids asked for, in order
     std::vector<std::string> log;               // messages sent to clap.log
+    std::vector<std::pair<uint32_t, uint32_t>> resizeRequests;  // clap.gui request_resize
+};
+
+// A timer the plug-in registered and has not unregistered.
+struct HostTimer {
+    clap_id id;
+    uint32_t periodMs;
+    double due;   // seconds on the monotonic clock; RunEditor fires it then
 };
 
 // One host table; its host_data points back here. Lives at a fixed address.
@@ -82,6 +92,8 @@ struct Host {
     HostCalls calls;
     uint64_t mainThread = 0;   // pthread_self() of the creator
     uint64_t audioThread = 0;  // the thread inside Process, 0 outside
+    std::vector<HostTimer> timers;  // live registrations, main thread
+    std::vector<int> fds;           // live descriptor registrations, main thread
 };
 
 std::unique_ptr<Host> NewHost(const HostConfig &config = HostConfig());
@@ -360,6 +372,39 @@ struct PresetMetadata {
 // answers begin_preset with `beginPreset`.
 PresetMetadata ReadPresetMetadata(const PresetIndexer &indexer, uint32_t kind,
                                   const char *location, bool beginPreset = true);
+
+// ---- the editor (tools/host/gui.cpp) ----
+
+// A top-level X window of the host's own, on a connection of its own, that
+// holds the plug-in's editor: create, set_parent and show. The destructor
+// hides and destroys the editor, then the window.
+struct EditorFrame {
+    Instance *instance = nullptr;
+    const clap_plugin_gui_t *gui = nullptr;
+    void *display = nullptr;     // Display *
+    unsigned long window = 0;    // the host's window
+    uint32_t width = 0, height = 0;
+    EditorFrame() = default;
+    EditorFrame(const EditorFrame &) = delete;
+    EditorFrame &operator=(const EditorFrame &) = delete;
+    ~EditorFrame();
+};
+
+// Throws HostError when the plug-in has no clap.gui or create fails.
+std::unique_ptr<EditorFrame> OpenEditor(Instance &instance, const char *title = "LathemoorFX");
+// The host's loop for `seconds`: the plug-in's timers when due and its
+// descriptors when readable, as a host's main loop calls them. With `frame`,
+// false as soon as the user closes that window.
+bool RunEditor(Instance &instance, double seconds, EditorFrame *frame = nullptr);
+// The plug-in's window: the one child of the frame's window, or 0.
+unsigned long EditorWindow(const EditorFrame &frame);
+// What the editor shows, read back from the server: width * height 0xAARRGGBB.
+std::vector<uint32_t> EditorPixels(const EditorFrame &frame, uint32_t *width, uint32_t *height);
+// Pointer input as the server's input devices would send it (XTest), at
+// positions in the editor's window. button: 1 left, 2 middle, 3 right, 4 and
+// 5 the wheel. alt holds the Alt key around the button.
+void PointerMove(const EditorFrame &frame, int32_t x, int32_t y);
+void PointerButton(const EditorFrame &frame, uint32_t button, bool press, bool alt = false);
 
 // ---- extension ids, for reports ----
 

@@ -1,5 +1,6 @@
 // lathemoor-host: describe the plug-in, run a WAV file through it, render the
-// demo piece, write a .synthpatch file, or index presets as a host does.
+// demo piece, write a .synthpatch file, index presets as a host does, or
+// open the editor in a window of its own and take pictures of it.
 #include <errno.h>
 #include <math.h>
 #include <stdio.h>
@@ -7,11 +8,15 @@
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
+#include <atomic>
 #include <cmath>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 #include "tools/host/art_sheet.h"
 #include "tools/host/host.h"
+#include "tools/png_write.h"
 
 // ---- the demo ----
 
@@ -259,6 +264,12 @@ static void Usage(FILE *to) {
             "  demo [OUT.wav]            render the built-in demo piece (default %s)\n"
             "  art-sheet OUT.png         every picture of the editor on one sheet, drawn by\n"
             "    --scale N               the plug-in's own code at N percent (1..200, default 100)\n"
+            "  gui [IN.wav]              open the editor in a window; plays the file (or\n"
+            "                            silence) through the plug-in in real time\n"
+            "  screenshot OUT.png        the editor under DISPLAY, saved as the user sees it\n"
+            "    --scale N               at N percent (a temporary HOME holds the setting)\n"
+            "    --click X,Y             a left click at device pixel X,Y; repeatable\n"
+            "    --drag X,Y,DY           a left press at X,Y, moved by DY down, released\n"
             "The plug-in is $LATHEMOOR_PLUGIN, else ~/.clap/LathemoorFX.clap, else the one\n"
             "this build made.\n",
             DEFAULT_BLOCK, DEFAULT_PATCH_NAME, DEMO_OUTPUT);
@@ -523,6 +534,108 @@ static int CommandPresets(const std::string &pluginPath) {
     return 0;
 }
 
+// ---- the editor ----
+
+// The editor in a window of its own while the file (or silence) plays
+// through the plug-in in real time on a second thread, as a host's audio
+// thread would; the sound goes nowhere. Ends when the window is closed.
+static int CommandGui(const std::string &pluginPath, const std::string &inPath) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+    WavAudio wav;
+    wav.sampleRate = 48000;
+    wav.audio = MakeStereo(wav.sampleRate);
+    if (!inPath.empty()) wav = ReadWav(inPath);
+    std::unique_ptr<Instance> instance = StartInstance(*library, HostConfig(), wav.sampleRate);
+    std::unique_ptr<EditorFrame> frame = OpenEditor(*instance, "LathemoorFX - lathemoor-host");
+    std::atomic<bool> running{true};
+    std::thread audio([&] {
+        const uint32_t block = DEFAULT_BLOCK;
+        StereoBuffer in = MakeStereo(block), out = MakeStereo(block);
+        uint64_t position = 0, played = 0;
+        double start = Now();
+        while (running) {
+            for (uint32_t i = 0; i < block; i++, position++) {
+                if (position >= wav.audio.frames()) position = 0;
+                in.left[i] = wav.audio.left[position];
+                in.right[i] = wav.audio.right[position];
+            }
+            ProcessStereo(*instance, in, out);
+            played += block;
+            double ahead = start + (double)played / wav.sampleRate - Now();
+            if (ahead > 0) usleep((useconds_t)(ahead * 1e6));
+        }
+    });
+    while (RunEditor(*instance, 0.25, frame.get())) {
+    }
+    running = false;
+    audio.join();
+    frame.reset();
+    instance.reset();
+    ClosePlugin(library.get());
+    return 0;
+}
+
+struct PointerAction {
+    bool drag;
+    int32_t x, y, dy;   // device pixels in the editor's window
+};
+
+static PointerAction ParsePointerAction(const std::string &text, bool drag) {
+    PointerAction action = {drag, 0, 0, 0};
+    int used = 0;
+    bool read = drag ? sscanf(text.c_str(), "%d,%d,%d%n", &action.x, &action.y, &action.dy, &used) == 3
+                     : sscanf(text.c_str(), "%d,%d%n", &action.x, &action.y, &used) == 2;
+    if (!read || used != (int)text.size())
+        throw HostError(std::string(drag ? "--drag wants X,Y,DY" : "--click wants X,Y") +
+                        ", not \"" + text + "\"");
+    return action;
+}
+
+// The editor under the present DISPLAY, after the scripted pointer actions
+// and a few timer ticks, read back from the server into a PNG file. --scale
+// runs the plug-in with HOME at a temporary folder whose settings file holds
+// only that scale, so the user's own settings are neither read nor changed.
+static int CommandScreenshot(const std::string &pluginPath, const std::string &outPath,
+                             std::optional<int32_t> scale,
+                             const std::vector<PointerAction> &actions) {
+    std::optional<TemporaryHome> home;
+    if (scale) {
+        home.emplace();
+        home->WriteSettings("[LathemoorFX]\nUIScale=" + std::to_string(*scale) + "\n");
+    }
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+    std::unique_ptr<Instance> instance = StartInstance(*library);
+    std::unique_ptr<EditorFrame> frame = OpenEditor(*instance);
+    const double SETTLE = 0.06;
+    RunEditor(*instance, 0.2, frame.get());
+    for (const PointerAction &action : actions) {
+        PointerMove(*frame, action.x, action.y);
+        RunEditor(*instance, SETTLE, frame.get());
+        PointerButton(*frame, 1, true);
+        RunEditor(*instance, SETTLE, frame.get());
+        for (int step = 1; action.drag && step <= 8; step++) {
+            PointerMove(*frame, action.x, action.y + action.dy * step / 8);
+            RunEditor(*instance, SETTLE, frame.get());
+        }
+        PointerButton(*frame, 1, false);
+        RunEditor(*instance, SETTLE, frame.get());
+    }
+    RunEditor(*instance, 0.2, frame.get());
+    uint32_t width, height;
+    std::vector<uint32_t> pixels = EditorPixels(*frame, &width, &height);
+    uint8_t *bytes;
+    uint64_t size;
+    EncodePNG(pixels.data(), (int32_t)width, (int32_t)height, &bytes, &size);
+    std::vector<uint8_t> file(bytes, bytes + size);
+    free(bytes);
+    WriteFileBytes(outPath, file);
+    printf("%s: %u x %u pixels\n", outPath.c_str(), width, height);
+    frame.reset();
+    instance.reset();
+    ClosePlugin(library.get());
+    return 0;
+}
+
 // ---- arguments ----
 
 // Which command takes which option; --plugin and --help go with all of them.
@@ -531,7 +644,8 @@ static bool OptionBelongs(const std::string &option, const std::string &command)
         option == "--curve")
         return command == "render" || command == "save-patch";
     if (option == "--name") return command == "save-patch";
-    if (option == "--scale") return command == "art-sheet";
+    if (option == "--scale") return command == "art-sheet" || command == "screenshot";
+    if (option == "--click" || option == "--drag") return command == "screenshot";
     return command == "render";  // --tempo, --block, --rate, --state-out
 }
 
@@ -541,7 +655,8 @@ static int Run(int argc, char **argv) {
     RenderJob job;
     std::string name = DEFAULT_PATCH_NAME;
     uint32_t rate = 0;
-    int32_t scale = 100;
+    std::optional<int32_t> scale;
+    std::vector<PointerAction> actions;
     for (int i = 1; i < argc; i++) {
         std::string arg = argv[i];
         auto value = [&]() -> std::string {
@@ -582,6 +697,8 @@ static int Run(int argc, char **argv) {
             name = value();
         } else if (arg == "--scale") {
             scale = (int32_t)ParseCount(value(), "scale", 1000);
+        } else if (arg == "--click" || arg == "--drag") {
+            actions.push_back(ParsePointerAction(value(), arg == "--drag"));
         } else if (arg.size() > 1 && arg[0] == '-') {
             throw HostError("unknown option " + arg + " (see --help)");
         } else {
@@ -622,7 +739,15 @@ static int Run(int argc, char **argv) {
     }
     if (command == "art-sheet") {
         if (words.size() != 2) throw HostError("art-sheet wants OUT.png");
-        return CommandArtSheet(words[1], scale);
+        return CommandArtSheet(words[1], scale.value_or(100));
+    }
+    if (command == "gui") {
+        if (words.size() > 2) throw HostError("gui takes at most one file name");
+        return CommandGui(pluginPath, words.size() == 2 ? words[1] : "");
+    }
+    if (command == "screenshot") {
+        if (words.size() != 2) throw HostError("screenshot wants OUT.png");
+        return CommandScreenshot(pluginPath, words[1], scale, actions);
     }
     throw HostError("unknown command \"" + command + "\" (see --help)");
 }

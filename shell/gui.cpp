@@ -1,0 +1,223 @@
+// The editor's presence in the host: clap.gui, and the timer and descriptor
+// callbacks that drive it, with the process-wide changes of scale, skin and
+// timer period that reach every open editor.
+#include <stdio.h>
+#include <string.h>
+
+#include "editor/editor.h"
+#include "shell/plugin.h"
+#include "store/settings.h"
+#include "toolkit/embedded.h"
+#include "toolkit/interface_file.h"
+#include "toolkit/palette.h"
+
+static void RegisterTimer(Plugin *plugin) {
+    const clap_host_timer_support_t *timers = plugin->hostTimerSupport;
+    if (!timers || !timers->register_timer) return;
+    plugin->guiTimerRegistered =
+        timers->register_timer(plugin->host, (uint32_t)globals.uiRefreshMs, &plugin->guiTimer);
+}
+
+static void UnregisterTimer(Plugin *plugin) {
+    const clap_host_timer_support_t *timers = plugin->hostTimerSupport;
+    if (plugin->guiTimerRegistered && timers && timers->unregister_timer)
+        timers->unregister_timer(plugin->host, plugin->guiTimer);
+    plugin->guiTimerRegistered = 0;
+}
+
+// ---- clap.gui ----
+
+static bool GuiIsApiSupported(const clap_plugin_t *clapPlugin, const char *api, bool floating) {
+    return api && !strcmp(api, CLAP_WINDOW_API_X11) && !floating;
+}
+
+static bool GuiGetPreferredApi(const clap_plugin_t *clapPlugin, const char **api, bool *floating) {
+    *api = CLAP_WINDOW_API_X11;
+    *floating = false;
+    return true;
+}
+
+static bool GuiCreate(const clap_plugin_t *clapPlugin, const char *api, bool floating) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    if (!GuiIsApiSupported(clapPlugin, api, floating)) return false;
+    UIHostWindow *gui = &plugin->gui;
+    if (gui->editorOpen) return true;
+    gui->editor = &plugin->context;
+    gui->plugin = plugin;
+    gui->ui.editorMessage = EditorMessage;
+    const UIEmbeddedFile *file = UIEmbeddedFind("lathemoorfx_ui.txt");
+    if (file) {
+        const char *text = (const char *)file->start;
+        UIInterfaceFileParse(&gui->ui, text, text + file->size);
+    }
+    UIWindowStart(&gui->ui);
+    // Without an X server there is no editor: the host hears so, and the
+    // elements go again. (What to do here is this program's choice.)
+    if (!UIHostWindowOpen(gui)) {
+        UIWindowFree(&gui->ui);
+        return false;
+    }
+    gui->editorOpen = 1;
+    const clap_host_posix_fd_support_t *fds = plugin->hostPosixFdSupport;
+    if (fds && fds->register_fd) {
+        plugin->guiFdRegistered =
+            fds->register_fd(plugin->host, UIHostWindowDescriptor(gui), CLAP_POSIX_FD_READ);
+    }
+    RegisterTimer(plugin);
+    return true;
+}
+
+static void GuiDestroy(const clap_plugin_t *clapPlugin) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    UIHostWindow *gui = &plugin->gui;
+    if (!gui->editorOpen) return;
+    plugin->meter.metersWanted = 0;
+    const clap_host_posix_fd_support_t *fds = plugin->hostPosixFdSupport;
+    if (plugin->guiFdRegistered && fds && fds->unregister_fd)
+        fds->unregister_fd(plugin->host, UIHostWindowDescriptor(gui));
+    plugin->guiFdRegistered = 0;
+    UnregisterTimer(plugin);
+    gui->editorOpen = 0;
+    UIWindowFree(&gui->ui);
+    UIHostWindowClose(gui);
+}
+
+// The host's scale is ignored: the editor's own scale setting rules.
+static bool GuiSetScale(const clap_plugin_t *clapPlugin, double scale) { return false; }
+
+static bool GuiGetSize(const clap_plugin_t *clapPlugin, uint32_t *width, uint32_t *height) {
+    int32_t w, h;
+    UIWindowSize(&w, &h);
+    *width = (uint32_t)w;
+    *height = (uint32_t)h;
+    return true;
+}
+
+static bool GuiCanResize(const clap_plugin_t *clapPlugin) { return false; }
+
+static bool GuiGetResizeHints(const clap_plugin_t *clapPlugin, clap_gui_resize_hints_t *hints) {
+    return false;
+}
+
+static bool GuiAdjustSize(const clap_plugin_t *clapPlugin, uint32_t *width, uint32_t *height) {
+    return GuiGetSize(clapPlugin, width, height);
+}
+
+static bool GuiSetSize(const clap_plugin_t *clapPlugin, uint32_t width, uint32_t height) {
+    return true;
+}
+
+static bool GuiSetParent(const clap_plugin_t *clapPlugin, const clap_window_t *window) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    if (!plugin->gui.editorOpen || !window) return false;
+    UIHostWindowSetParent(&plugin->gui, window->x11);
+    return true;
+}
+
+static bool GuiSetTransient(const clap_plugin_t *clapPlugin, const clap_window_t *window) {
+    return false;
+}
+
+static void GuiSuggestTitle(const clap_plugin_t *clapPlugin, const char *title) {}
+
+static bool GuiShow(const clap_plugin_t *clapPlugin) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    if (!plugin->gui.editorOpen) return false;
+    plugin->meter.metersWanted = 1;
+    UIHostWindowShow(&plugin->gui);
+    return true;
+}
+
+static bool GuiHide(const clap_plugin_t *clapPlugin) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    if (!plugin->gui.editorOpen) return false;
+    plugin->meter.metersWanted = 0;
+    UIHostWindowHide(&plugin->gui);
+    return true;
+}
+
+const clap_plugin_gui_t PLUGIN_GUI = {
+    GuiIsApiSupported, GuiGetPreferredApi, GuiCreate,       GuiDestroy,    GuiSetScale,
+    GuiGetSize,        GuiCanResize,       GuiGetResizeHints, GuiAdjustSize, GuiSetSize,
+    GuiSetParent,      GuiSetTransient,    GuiSuggestTitle, GuiShow,       GuiHide,
+};
+
+// ---- clap.timer-support ----
+// The one timer is the editor's, registered while it is open; it is also
+// the one moment the host's values reach the editor.
+
+void UITimerTick(Plugin *plugin) {
+    UIHostWindow *gui = &plugin->gui;
+    if (!gui->editorOpen) return;
+    bool changed = DrainHostValues(plugin);
+    UIHostWindowPaint(gui, !changed);
+    if (UIHostWindowPending(gui)) UIPumpEvents(gui);
+}
+
+static void TimerOnTimer(const clap_plugin_t *clapPlugin, clap_id timerId) {
+    UITimerTick(PluginFromClap(clapPlugin));
+}
+
+const clap_plugin_timer_support_t PLUGIN_TIMER_SUPPORT = {TimerOnTimer};
+
+// ---- clap.posix-fd-support ----
+// The descriptor is the editor's X connection.
+
+void UIDescriptorReady(Plugin *plugin) {
+    if (plugin->gui.editorOpen) UIPumpEvents(&plugin->gui);
+}
+
+static void PosixFdOnFd(const clap_plugin_t *clapPlugin, int fd, uint32_t flags) {
+    UIDescriptorReady(PluginFromClap(clapPlugin));
+}
+
+const clap_plugin_posix_fd_support_t PLUGIN_POSIX_FD_SUPPORT = {PosixFdOnFd};
+
+// ---- scale, skin and refresh: process-wide, for every open editor ----
+
+static void WriteNumberSetting(const char32_t *key, int32_t value) {
+    char digits[16];
+    char32_t text[16] = {};
+    snprintf(digits, sizeof digits, "%d", value);
+    for (int i = 0; digits[i]; i++) text[i] = (char32_t)digits[i];
+    SettingsWrite(key, text);
+}
+
+void UISetScale(int32_t scale, int32_t skin) {
+    uiScale = UIScaleLimit(scale);
+    uiSkin = skin;
+    UIPaletteReload();
+    WriteNumberSetting(U"UIScale", uiScale);
+    WriteNumberSetting(U"UISkin", uiSkin);
+    // Every buffer takes the new size before any host hears of it, and every
+    // editor repaints after all hosts have been asked.
+    for (int32_t i = 0; i < globals.instanceCount; i++) {
+        Plugin *plugin = globals.instances[i];
+        if (plugin->gui.editorOpen) UIHostWindowResize(&plugin->gui);
+    }
+    for (int32_t i = 0; i < globals.instanceCount; i++) {
+        Plugin *plugin = globals.instances[i];
+        const clap_host_gui_t *hostGui = plugin->hostGui;
+        if (!plugin->gui.editorOpen || !hostGui || !hostGui->request_resize) continue;
+        hostGui->request_resize(plugin->host, (uint32_t)plugin->gui.width,
+                                (uint32_t)plugin->gui.height);
+    }
+    for (int32_t i = 0; i < globals.instanceCount; i++) {
+        UIHostWindow *gui = &globals.instances[i]->gui;
+        if (!gui->editorOpen) continue;
+        UIEditorSend(gui->editor, &gui->ui, gui->plugin, EDITOR_MSG_SKIN_LOADED, 0, nullptr);
+        UIHostWindowPaint(gui, false);
+        gui->ui.needsRepaint = 0;
+    }
+}
+
+void UISetRefresh(int32_t milliseconds) {
+    globals.uiRefreshMs = milliseconds;
+    WriteNumberSetting(U"UIRefresh", milliseconds);
+    for (int32_t i = 0; i < globals.instanceCount; i++) {
+        Plugin *plugin = globals.instances[i];
+        if (!plugin->gui.editorOpen) continue;
+        UnregisterTimer(plugin);
+        RegisterTimer(plugin);
+    }
+}

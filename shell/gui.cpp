@@ -25,6 +25,38 @@ static void UnregisterTimer(Plugin *plugin) {
     plugin->guiTimerRegistered = 0;
 }
 
+// ---- the editor's hook ----
+// The toolkit's questions that need the Plugin are answered here; everything
+// else is the editor's.
+
+static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t message,
+                          int64_t argument, void *data) {
+    bool parameter = argument >= 0 && argument < PARAM_COUNT;
+    switch (message) {
+    case UI_ASK_PARAM_SET:
+        if (plugin) ParamSet(plugin, (int32_t)argument, *(const float *)data);
+        return 0;
+    case UI_ASK_PARAM_GESTURE:
+        if (plugin) ParamGesture(plugin, (int32_t)argument, *(const uint8_t *)data != 0);
+        return 0;
+    case UI_ASK_PARAM_FACTS:
+        if (parameter) {
+            const ParamInfo &info = PARAM_INFO[argument];
+            *(UIParamFacts *)data = {info.ownerEnable, info.modulatable, info.defaultValue};
+        }
+        return 0;
+    case UI_ASK_AUDIO_ACTIVE:
+        return editor && editor->meter && editor->meter->audioActive;
+    case UI_ASK_INDICATION:
+        if (parameter && editor && editor->meter) {
+            *(UIIndication *)data = {editor->meter->mappingColour[argument],
+                                     editor->meter->automationColour[argument]};
+        }
+        return 0;
+    }
+    return EditorMessage(editor, window, plugin, message, argument, data);
+}
+
 // ---- clap.gui ----
 
 static bool GuiIsApiSupported(const clap_plugin_t *clapPlugin, const char *api, bool floating) {
@@ -44,7 +76,8 @@ static bool GuiCreate(const clap_plugin_t *clapPlugin, const char *api, bool flo
     if (gui->editorOpen) return true;
     gui->editor = &plugin->context;
     gui->plugin = plugin;
-    gui->ui.editorMessage = EditorMessage;
+    gui->ui.editorMessage = EditorHook;
+    EditorInstall();
     const UIEmbeddedFile *file = UIEmbeddedFind("lathemoorfx_ui.txt");
     if (file) {
         const char *text = (const char *)file->start;

@@ -50,7 +50,7 @@ enum : uint32_t {
     EDITOR_MSG_PAINT_BACKGROUND = 20,
     EDITOR_MSG_PAINT_TOOLTIP = 22,     // argument: the parameter; data: the element
     EDITOR_MSG_SKIN_LOADED = 24,
-    EDITOR_MSG_DRAG_VALUE = 25,
+    EDITOR_MSG_DRAG_VALUE = 25,        // argument: the parameter; data: UIDragValue
     EDITOR_MSG_PLACE_UNITS = 26,       // data: UIClusterSlot[UI_CLUSTER_SLOTS] to refill
     EDITOR_MSG_MAKE_ELEMENT = 27,
     EDITOR_MSG_RESET_TABS = 34,
@@ -77,6 +77,13 @@ enum : uint32_t {
     UI_ASK_PREVIEW_MENU = 68,    // argument: index of the preview row; opens its menu
     UI_ASK_AUDIO_ACTIVE = 69,    // returns 1 while the audio side shows activity
     UI_ASK_INDICATION = 70,      // argument: parameter; data: UIIndication
+    UI_ASK_PARAM_GESTURE = 71,   // argument: parameter; data: uint8_t, 1 begin, 0 end
+};
+
+// EDITOR_MSG_DRAG_VALUE: the pointer in design units, and the answer.
+struct UIDragValue {
+    int32_t x, y;
+    float value;
 };
 
 struct UIParamFacts {

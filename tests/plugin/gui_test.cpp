@@ -1,9 +1,11 @@
 // The editor through clap.gui as a host drives it, under a real X server
 // (skipped without DISPLAY): its life, parent window, timer, descriptor and pixels.
 #include <gtest/gtest.h>
+#include <math.h>
 #include <stdlib.h>
 
 #include <set>
+#include <string>
 
 #include "tools/host/host.h"
 
@@ -60,6 +62,39 @@ TEST(Gui, two_editors_in_foreign_windows_paint_the_same_picture_on_their_own_con
     EXPECT_EQ(EditorPixels(*secondFrame, &width, &height), pixels);
     ASSERT_EQ(first->host->fds.size() + second->host->fds.size(), 2u);
     EXPECT_NE(first->host->fds[0], second->host->fds[0]);
+}
+
+TEST(Gui, a_dial_drags_in_one_gesture_steps_with_the_wheel_and_resets_a_check_box_flips_a_picker_chooses) {
+    NEED_X_SERVER();
+    auto instance = CreateInstance(TestPlugin());
+    auto frame = OpenEditor(*instance);
+    // What the host hears after each press or release in turn (button 0: none).
+    auto told = [&](std::vector<std::pair<uint32_t, bool>> steps, bool alt = false) {
+        std::string heard;
+        for (auto [button, press] : steps) {
+            if (button) PointerButton(*frame, button, press, alt && press);
+            RunEditor(*instance, 0.1);
+            for (const HostEvent &e : FlushParams(*instance))   // values in thousandths
+                heard += e.header.type == CLAP_EVENT_PARAM_VALUE ? std::to_string(lround(e.value.value * 1000)) + " "
+                         : e.header.type == CLAP_EVENT_PARAM_GESTURE_BEGIN ? "begin " : "end ";
+        }
+        return heard;
+    };
+    PointerMove(*frame, 897, 20);   // Post Gain, at 0.5; 200 pixels run through the range
+    std::string drag = told({{1, true}});
+    PointerMove(*frame, 897, 30);
+    PointerMove(*frame, 897, 60);
+    EXPECT_EQ(drag + told({{0, false}, {1, false}}), "begin 500 300 end ");
+    EXPECT_EQ(told({{1, true}, {1, false}}, true), "500 ");   // Alt: a reset, no gesture
+    EXPECT_EQ(told({{4, true}, {4, false}, {5, true}, {5, false}, {5, true}, {5, false}}),
+              "514 529 514 500 486 471 ");
+    EXPECT_EQ(told({{2, true}, {2, false}}), "500 ");
+    PointerMove(*frame, 965, 365);   // Modulator 1 Ping Pong's check box
+    EXPECT_EQ(told({{1, true}, {1, false}}), "1000 ");
+    PointerMove(*frame, 800, 360);   // its Rate picker, whose menu opens below it
+    told({{1, true}, {1, false}});
+    PointerMove(*frame, 800, 400);   // the second of the 27 rates
+    EXPECT_EQ(told({{1, true}, {1, false}}), "56 ");
 }
 
 }  // namespace

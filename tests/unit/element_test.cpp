@@ -1,5 +1,5 @@
 // The element list without a window system: hit testing, visibility, clusters,
-// pages and buttons, against the real parameter
+// pages and a check box, against the real parameter
 // table and ParamSet of a zero-filled Plugin.
 #include <gtest/gtest.h>
 #include <math.h>
@@ -8,6 +8,7 @@
 
 #include <vector>
 
+#include "editor/controls.h"
 #include "vocabulary/params.h"
 #include "shell/plugin.h"
 #include "toolkit/element.h"
@@ -57,14 +58,6 @@ void Recorder(Editor *, UIWindow *, Plugin *, UIElement *element, UIMessage mess
     seen.push_back(entry);
 }
 
-int clicks;
-void TestButton(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element, UIMessage message,
-                void *data) {
-    if (message == UI_MSG_CLICKED) clicks++;
-    else if (message != UI_MSG_PAINT_FACE && message != UI_MSG_GET_PRESSED_RECT)
-        UIButtonMessage(editor, window, plugin, element, message, data);
-}
-
 std::vector<int> Got(UIMessage message) {
     std::vector<int> ids;
     for (const Seen &entry : seen)
@@ -89,7 +82,6 @@ struct Elements : ::testing::Test {
         window.editorMessage = ProgramAnswer;
         memset(placement, 0, sizeof placement);
         seen.clear();
-        clicks = 0;
         uiScale = 100;
         UIPaletteLoad(UI_SKIN_SHIPPED);
     }
@@ -228,42 +220,47 @@ TEST_F(Elements, an_open_page_takes_every_press_and_may_outlive_the_editor) {
     EXPECT_EQ(window.openPage, nullptr);
 }
 
-TEST_F(Elements, a_button_captures_the_pointer_and_clicks_only_when_released_over_itself) {
-    Add(1, 10, 10, 40, 20, TestButton);
+TEST_F(Elements, a_check_box_flips_only_when_released_over_itself_and_a_unit_that_is_off_takes_nothing) {
+    Add(1, 10, 10, 40, 20, ToggleHandler).param = PARAM_GATE_STEREO;
     Add(2, 100, 100, 20, 20);
+    Add(3, 60, 60, 40, 40, DialNormal).param = PARAM_GATE_MIX;
     UIWindowStart(&window);
-    UIElement &button = window.elements[0];
+    float &stereo = Value(PARAM_GATE_STEREO), &mix = Value(PARAM_GATE_MIX);
+    Value(PARAM_GATE_ENABLE) = 1, mix = 0.5f;
 
     Pointer(UI_MSG_LEFT_DOWN, 20, 15);
-    EXPECT_EQ(window.capturedElement, &button);
+    EXPECT_EQ(window.capturedElement, &window.elements[0]);
     Pointer(UI_MSG_LEFT_DOWN, 105, 105);   // nothing else is reached
     EXPECT_TRUE(seen.empty());
-    Paint();   // the overlay shows while the pointer is over the pressed button
-    EXPECT_EQ(pixels[15 * 200 + 20], UIBlend(BACKGROUND, paletteValues[PAL_BUTTON_PRESSED_OVERLAY]));
+    Paint();   // the overlay darkens the box, not its label, while the pointer is over it
+    uint32_t pressed = pixels[15 * 200 + 20];
+    EXPECT_EQ(pixels[15 * 200 + 40], BACKGROUND);
     UIDragCaptured(editor, &window, plugin, 50, 15, 0);   // the right edge is outside
     EXPECT_EQ(window.pressedInside, 0u);
     UIEndCapture(editor, &window, plugin, 50, 15, 0);
     EXPECT_EQ(window.capturedElement, nullptr);
-    EXPECT_EQ(clicks, 0);
+    EXPECT_EQ(stereo, 0.0f);
+    Paint();
+    EXPECT_NE(pixels[15 * 200 + 20], pressed);
 
     Pointer(UI_MSG_LEFT_DOWN, 20, 15);
     UIDragCaptured(editor, &window, plugin, 60, 15, 0);
     UIDragCaptured(editor, &window, plugin, 49, 29, 0);   // back inside, at the far corner
     UIEndCapture(editor, &window, plugin, 49, 29, 0);
-    EXPECT_EQ(clicks, 1);
+    EXPECT_EQ(stereo, 1.0f);
 
-    // A button of a unit that is off neither captures nor resets.
-    button.param = PARAM_REVERB_MIX;
-    Value(PARAM_REVERB_MIX) = 0.9f, Value(PARAM_REVERB_ENABLE) = 0;
+    Value(PARAM_GATE_ENABLE) = 0;
     Paint();
-    Pointer(UI_MSG_LEFT_DOWN, 20, 15);
-    Pointer(UI_MSG_RESET, 20, 15);
-    EXPECT_EQ(window.capturedElement, nullptr);
-    EXPECT_EQ(Value(PARAM_REVERB_MIX), 0.9f);
-    Value(PARAM_REVERB_ENABLE) = 1;
+    for (auto [x, y] : {std::make_pair(20, 15), std::make_pair(70, 65)}) {   // box, dial
+        Pointer(UI_MSG_LEFT_DOWN, x, y);
+        Pointer(UI_MSG_RESET, x, y);
+        UIDispatchPointer(editor, &window, plugin, UI_MSG_WHEEL, x, y, 0, 72);
+    }
+    EXPECT_TRUE(!window.capturedElement && !window.dragElement && stereo == 1.0f && mix == 0.5f);
+    Value(PARAM_GATE_ENABLE) = 1;
     Paint();
     Pointer(UI_MSG_RESET, 20, 15);
-    EXPECT_EQ(Value(PARAM_REVERB_MIX), PARAM_INFO[PARAM_REVERB_MIX].defaultValue);
+    EXPECT_EQ(stereo, PARAM_INFO[PARAM_GATE_STEREO].defaultValue);
 }
 
 }  // namespace

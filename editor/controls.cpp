@@ -267,19 +267,10 @@ static float OptionValue(const PickerTable *table, int32_t option) {
     return ParamEncodeWhole(option + table->firstCode);
 }
 
-int32_t PickerOptionShown(const char *kind, float value) {
-    const PickerTable *table = FindPicker(kind, strlen(kind));
-    return table ? OptionShown(table, value) : -1;
-}
-
-float PickerOptionValue(const char *kind, int32_t option) {
-    const PickerTable *table = FindPicker(kind, strlen(kind));
-    return table ? OptionValue(table, option) : 0.0f;
-}
-
 enum { LABEL_SIZE = 16 };
 
-static void Widen(const char *text, char32_t *wide) {
+// Option names are byte strings; menus and faces take 32-bit characters.
+template <typename Character> static void Widen(const char *text, Character *wide) {
     int32_t i = 0;
     for (; text[i] && i < LABEL_SIZE - 1; i++) wide[i] = (uint8_t)text[i];
     wide[i] = 0;
@@ -312,10 +303,8 @@ static void PaintPickerFace(Editor *editor, UIWindow *window, const UIElement *e
                             const PickerTable *table) {
     int32_t option = OptionShown(table, editor->editorValue[element->param]);
     if (option < 0) return;
-    char32_t wide[LABEL_SIZE];
     uint32_t text[LABEL_SIZE];
-    Widen(table->labels[option], wide);
-    for (int32_t i = 0; i < LABEL_SIZE; i++) text[i] = wide[i];
+    Widen(table->labels[option], text);
     uint32_t colour = paletteValues[element->disabled ? PAL_TXT_MAIN_LABEL_DISABLED
                                                       : PAL_TXT_MAIN_LABEL];
     UIDrawTextCentred(&window->painter, text, element->x + PICKER_TEXT_INSET, element->y,

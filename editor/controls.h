@@ -29,8 +29,3 @@ void PickerHandler(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *
 // EDITOR_MSG_MAKE_ELEMENT for the picker kinds: sets the handler and the
 // option table and answers true, or false for any other kind.
 bool ControlsMakePicker(UIMakeElement *offer);
-
-// The option a picker of that kind shows for a value, -1 for none, and the
-// value that choosing option i writes. kind: the interface file's name.
-int32_t PickerOptionShown(const char *kind, float value);
-float PickerOptionValue(const char *kind, int32_t option);

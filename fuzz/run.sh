@@ -10,7 +10,7 @@ out=build-fuzz
 CC=clang CXX=clang++ cmake -S . -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DLATHEMOOR_FUZZ=ON -DLATHEMOOR_TESTS=OFF -DLATHEMOOR_BENCH=OFF \
     -DLATHEMOOR_SANITIZE=address,undefined >/dev/null
-targets="wav_fuzz png_fuzz ini_fuzz state_fuzz patch_fuzz"
+targets="wav_fuzz png_fuzz ini_fuzz ui_fuzz state_fuzz patch_fuzz"
 cmake --build "$out" -j"$(nproc 2>/dev/null || echo 2)" --target $targets
 
 for name in $targets; do
@@ -18,6 +18,7 @@ for name in $targets; do
     corpus="$out/$name.corpus"
     mkdir -p "$corpus"
     seeds="fuzz/corpus/${name%_fuzz}"
+    [ "$name" = ui_fuzz ] && seeds=resources
     [ -d "$seeds" ] || seeds=
     echo "== $name for ${seconds}s"
     log="$out/$name.log"

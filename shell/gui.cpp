@@ -84,8 +84,8 @@ static bool GuiCreate(const clap_plugin_t *clapPlugin, const char *api, bool flo
         UIInterfaceFileParse(&gui->ui, text, text + file->size);
     }
     UIWindowStart(&gui->ui);
-    // Without an X server there is no editor: the host hears so, and the
-    // elements go again. (What to do here is this program's choice.)
+    // Without an X server there is no editor: create answers false, so the
+    // host knows, and the elements just made are freed again.
     if (!UIHostWindowOpen(gui)) {
         UIWindowFree(&gui->ui);
         return false;

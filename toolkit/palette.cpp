@@ -62,7 +62,5 @@ void UIPaletteLoad(int32_t skin) {
 
 void UIPaletteReload(void) {
     UISkinSelect();
-    // The open editors hear of the new skin here (EDITOR_MSG_SKIN_LOADED) once
-    // there is an editor to tell.
     UIPaletteLoad(uiSkin);
 }

@@ -91,7 +91,8 @@ static double ParseInterfaceFile(uint64_t *count) {
     return best;
 }
 
-// The editor's whole paint pass into a window-sized buffer, art decoded.
+// The editor's whole paint pass into a window-sized buffer, with the shipped
+// file's elements and the art decoded.
 static double FullRepaint(int32_t scale) {
     uiScale = scale;
     UISkinSelect();
@@ -102,6 +103,9 @@ static double FullRepaint(int32_t scale) {
     std::vector<uint32_t> pixels((size_t)width * height);
     window.painter = {width, height, pixels.data(), nullptr};
     window.editorMessage = EditorMessage;
+    EditorInstall();
+    const UIEmbeddedFile *file = UIEmbeddedFind("lathemoorfx_ui.txt");
+    if (file) UIInterfaceFileParse(&window, (const char *)file->start, (const char *)file->start + file->size);
     UIWindowStart(&window);
     UIPaintAll(&editor, &window, nullptr, false);   // decodes the art
     double best = 1e30;

@@ -18,12 +18,14 @@ for name in $targets; do
     corpus="$out/$name.corpus"
     mkdir -p "$corpus"
     seeds="fuzz/corpus/${name%_fuzz}"
-    [ "$name" = ui_fuzz ] && seeds=resources
+    quiet=
+    # The parser's messages on standard error would drown the fuzzer's own.
+    [ "$name" = ui_fuzz ] && seeds=resources quiet=-close_fd_mask=2
     [ -d "$seeds" ] || seeds=
     echo "== $name for ${seconds}s"
     log="$out/$name.log"
     if ! UBSAN_OPTIONS=halt_on_error=1 "$target" -max_total_time="$seconds" \
-            -print_final_stats=0 "$corpus" $seeds >"$log" 2>&1; then
+            -print_final_stats=0 $quiet "$corpus" $seeds >"$log" 2>&1; then
         tail -n 40 "$log"
         echo "$name found a fault; the input is saved in $(pwd)"
         exit 1

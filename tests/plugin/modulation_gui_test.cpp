@@ -110,7 +110,7 @@ TEST(ModulationGui, dragging_a_curve_point_changes_the_sound_and_the_saved_state
     EXPECT_EQ(FirstDifferentFrame(Render(*loaded), flat), -1);
 }
 
-TEST(ModulationGui, points_added_and_dragged_while_the_audio_thread_reads_the_curve) {
+TEST(ModulationGui, points_added_dragged_and_deleted_while_the_audio_thread_reads_the_curve) {
     NEED_X_SERVER();
     auto instance = StartInstance(TestPlugin());
     auto frame = OpenEditor(*instance);
@@ -132,11 +132,16 @@ TEST(ModulationGui, points_added_and_dragged_while_the_audio_thread_reads_the_cu
         RunEditor(*instance, 0.05);
         Press(*instance, *frame, x + 6, 514, 3, false);
     }
+    // A right click near a point adds none: it opens the point's menu, whose
+    // third item deletes it.
+    Press(*instance, *frame, PEAK_X + 2, PEAK_Y + 2, 3, true);
+    Press(*instance, *frame, PEAK_X + 2, PEAK_Y + 2, 3, false);
+    Click(*instance, *frame, PEAK_X + 30, PEAK_Y + 53);
     done = true;
     audio.join();
     EXPECT_GT(blocks, 5);
     EXPECT_EQ(broken, 0);
-    EXPECT_EQ(SaveState(*instance)->size(), bytes + 5 * 3 * sizeof(float));
+    EXPECT_EQ(SaveState(*instance)->size(), bytes + 4 * 3 * sizeof(float));
 }
 
 }  // namespace

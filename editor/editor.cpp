@@ -4,6 +4,8 @@
 #include "editor/editor.h"
 
 #include "editor/controls.h"
+#include "editor/curve_editor.h"
+#include "editor/modulation.h"
 #include "toolkit/images.h"
 #include "toolkit/interface_file.h"
 #include "toolkit/scale.h"
@@ -18,6 +20,7 @@ void EditorInstall() {
     for (int32_t i = 0; i < 6; i++) uiKindHandlers[UI_KIND_DIAL + i] = DIALS[i];
     uiKindHandlers[UI_KIND_SLIDER] = SliderHandler;
     uiKindHandlers[UI_KIND_TOGGLE] = ToggleHandler;
+    uiKindHandlers[UI_KIND_PICK_MODULATION_DESTINATION] = DestinationPicker;
 }
 
 // Upward is more, and the speed is the same at every scale: the origin is
@@ -39,9 +42,14 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
         return 0;
     }
     case EDITOR_MSG_MAKE_ELEMENT:
-        // Of the program's own kinds only the pickers exist so far; the parser
-        // drops the rest.
-        return ControlsMakePicker((UIMakeElement *)data);
+        // Of the program's own kinds the pickers, the curves and the tabs
+        // exist so far; the parser drops the rest.
+        return ControlsMakePicker((UIMakeElement *)data) ||
+               CurveEditorMake(window, (UIMakeElement *)data) ||
+               ModulationMakeSwitcher((UIMakeElement *)data);
+    case EDITOR_MSG_RESET_TABS:
+        window->tabBits = 1;
+        return 0;
     case UI_ASK_PARAM_VALUE:
         if (argument >= 0 && argument < PARAM_COUNT) *(float *)data = editor->editorValue[argument];
         return 0;

@@ -39,6 +39,10 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
     case UI_ASK_PARAM_GESTURE:
         if (plugin) ParamGesture(plugin, (int32_t)argument, *(const uint8_t *)data != 0);
         return 0;
+    case UI_ASK_MARK_DIRTY:
+        if (plugin && plugin->hostState && plugin->hostState->mark_dirty)
+            plugin->hostState->mark_dirty(plugin->host);
+        return 0;
     case UI_ASK_PARAM_FACTS:
         if (parameter) {
             const ParamInfo &info = PARAM_INFO[argument];

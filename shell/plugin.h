@@ -15,7 +15,15 @@
 enum { PLUGIN_BLOCK_FRAMES = 2048, HOST_MENU_LABEL_SIZE = 80 };
 
 // pendingParam states: what waits to be told to the audio side.
-enum { PENDING_NONE = 0, PENDING_VALUE = 1, PENDING_GESTURE_BEGIN = 2, PENDING_GESTURE_END = 3 };
+// A gesture that begins and ends before the audio side looks (a click) is
+// told whole: begin, the value, end.
+enum {
+    PENDING_NONE = 0,
+    PENDING_VALUE = 1,
+    PENDING_GESTURE_BEGIN = 2,
+    PENDING_GESTURE_END = 3,
+    PENDING_GESTURE_WHOLE = 4,
+};
 
 struct HostMenuItem {
     uint32_t kind;  // CLAP_CONTEXT_MENU_ITEM_ENTRY, _CHECK_ENTRY or _SEPARATOR

@@ -30,8 +30,8 @@ void ParamSet(Plugin *plugin, int32_t parameter, float value) {
     if (parameter < 0 || parameter >= PARAM_COUNT) return;
     value = Clamp01(value);
     pthread_mutex_lock(&globals.paramLock);
-    if (plugin->pendingParam[parameter] != PENDING_GESTURE_BEGIN)
-        plugin->pendingParam[parameter] = PENDING_VALUE;
+    uint8_t *state = &plugin->pendingParam[parameter];
+    if (*state != PENDING_GESTURE_BEGIN && *state != PENDING_GESTURE_WHOLE) *state = PENDING_VALUE;
     plugin->patch.values[parameter] = value;
     plugin->context.editorValue[parameter] = value;
     pthread_mutex_unlock(&globals.paramLock);
@@ -41,7 +41,11 @@ void ParamSet(Plugin *plugin, int32_t parameter, float value) {
 void ParamGesture(Plugin *plugin, int32_t parameter, bool begin) {
     if (parameter < 0 || parameter >= PARAM_COUNT) return;
     pthread_mutex_lock(&globals.paramLock);
-    plugin->pendingParam[parameter] = begin ? PENDING_GESTURE_BEGIN : PENDING_GESTURE_END;
+    uint8_t *state = &plugin->pendingParam[parameter];
+    // An end whose begin the host has not heard yet keeps the begin and value.
+    *state = begin ? PENDING_GESTURE_BEGIN
+             : *state == PENDING_GESTURE_BEGIN || *state == PENDING_GESTURE_WHOLE ? PENDING_GESTURE_WHOLE
+                                                                                 : PENDING_GESTURE_END;
     pthread_mutex_unlock(&globals.paramLock);
     RequestFlush(plugin);
 }
@@ -86,12 +90,11 @@ void PullFromEditor(Plugin *plugin, const clap_output_events_t *out) {
         context->liveValue[i] = Clamp01(plugin->audioParam[i] + plugin->meter.hostMod[i]);
         uint8_t state = plugin->workingParam[i];
         if (!canPush || state == PENDING_NONE) continue;
-        if (state == PENDING_GESTURE_BEGIN)
+        if (state == PENDING_GESTURE_BEGIN || state == PENDING_GESTURE_WHOLE)
             PushGesture(out, CLAP_EVENT_PARAM_GESTURE_BEGIN, i);
-        else if (state == PENDING_GESTURE_END)
+        if (state != PENDING_GESTURE_END) PushValue(out, i, context->liveValue[i]);
+        if (state == PENDING_GESTURE_END || state == PENDING_GESTURE_WHOLE)
             PushGesture(out, CLAP_EVENT_PARAM_GESTURE_END, i);
-        if (state == PENDING_VALUE || state == PENDING_GESTURE_BEGIN)
-            PushValue(out, i, context->liveValue[i]);
     }
 }
 

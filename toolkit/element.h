@@ -219,6 +219,7 @@ struct UIWindow {
     UIEditorMessageFunction editorMessage;
     uint8_t wasActive;       // the paint pass's activity on its last run
     uint8_t clustersPlaced;  // clusterSlots describe `elements`; cleared when they are recopied
+    int32_t moveSourceSlot;  // the slot whose unit the open move page moves
 };
 
 // ---- coordinates and small rules ----

@@ -22,6 +22,7 @@ enum {
     CONTROL_SWITCH,    // a toggle or radio: the text stands right of the key
     CONTROL_GATE,      // the trance gate's step display
     CONTROL_METER,     // the compressor's level display
+    CONTROL_CAPTION,   // a caption alone, centred on x + w / 2, on the dials' baseline
 };
 
 struct UnitControl {
@@ -55,9 +56,11 @@ const UnitLayout UNIT_LAYOUTS[] = {
         {CONTROL_DIAL, 210, 74, 56, 56, "HIGH PASS"},
         {CONTROL_DIAL, 266, 74, 56, 56, "MIX"},
         {CONTROL_DIAL, 322, 74, 56, 56, "TIME"},
-        {CONTROL_SWITCH, 406, 80, 60, 15, "1:1"},
-        {CONTROL_SWITCH, 406, 94, 60, 15, "2:1"},
-        {CONTROL_SWITCH, 406, 108, 60, 15, "3:4"},
+        {CONTROL_SWITCH, 406, 78, 60, 15, "1:1"},
+        {CONTROL_SWITCH, 406, 92, 60, 15, "2:1"},
+        {CONTROL_SWITCH, 406, 106, 60, 15, "3:4"},
+        // Under the radio column: from the keys' left edge to the labels' end.
+        {CONTROL_CAPTION, 410, 0, 30, 0, "RATIO"},
     }},
     {"UnitDistortion", "MULTIBAND DISTORTION", 450, 81, 58, {
         {CONTROL_DIAL, 42, 75, 56, 56, "MIX"},
@@ -186,6 +189,9 @@ void DrawUnit(Canvas *canvas, const UnitLayout *layout) {
                 DrawRecessedField(canvas, x - 4, y - 4, c.w + 8, c.h + 8, 3);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 9.5f, "L", ALIGN_RIGHT, INK_TEXT_DIM);
                 DrawText(canvas, FONT_CONDENSED_BOLD, 7, x - 8, y + 24.5f, "R", ALIGN_RIGHT, INK_TEXT_DIM);
+                DrawCaption(canvas, x + c.w / 2, captionY, c.text);
+                break;
+            case CONTROL_CAPTION:
                 DrawCaption(canvas, x + c.w / 2, captionY, c.text);
                 break;
             case CONTROL_METER:

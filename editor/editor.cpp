@@ -4,6 +4,7 @@
 #include "editor/editor.h"
 
 #include "editor/controls.h"
+#include "editor/unit_views.h"
 #include "toolkit/images.h"
 #include "toolkit/interface_file.h"
 #include "toolkit/scale.h"
@@ -39,9 +40,13 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
         return 0;
     }
     case EDITOR_MSG_MAKE_ELEMENT:
-        // Of the program's own kinds only the pickers exist so far; the parser
-        // drops the rest.
-        return ControlsMakePicker((UIMakeElement *)data);
+        // Of the program's own kinds the pickers and the unit views exist so
+        // far; the parser drops the rest.
+        return ControlsMakePicker((UIMakeElement *)data) ||
+               UnitViewsMakeElement((UIMakeElement *)data);
+    case UI_ASK_PREVIEW_MENU:
+        OpenPreviewMenu(window, (int32_t)argument);
+        return 0;
     case UI_ASK_PARAM_VALUE:
         if (argument >= 0 && argument < PARAM_COUNT) *(float *)data = editor->editorValue[argument];
         return 0;

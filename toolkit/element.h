@@ -78,6 +78,8 @@ enum : uint32_t {
     UI_ASK_AUDIO_ACTIVE = 69,    // returns 1 while the audio side shows activity
     UI_ASK_INDICATION = 70,      // argument: parameter; data: UIIndication
     UI_ASK_PARAM_GESTURE = 71,   // argument: parameter; data: uint8_t, 1 begin, 0 end
+    UI_ASK_EQ_RESPONSE = 72,     // argument: EQ instance 0..2; fills the meter's eqCurve
+                                 // from the editor's values
 };
 
 // EDITOR_MSG_DRAG_VALUE: the pointer in design units, and the answer.

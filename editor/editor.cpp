@@ -7,6 +7,7 @@
 #include "editor/curve_editor.h"
 #include "editor/modulation.h"
 #include "editor/rack.h"
+#include "editor/unit_views.h"
 #include "toolkit/images.h"
 #include "toolkit/interface_file.h"
 #include "toolkit/scale.h"
@@ -43,16 +44,20 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
         return 0;
     }
     case EDITOR_MSG_MAKE_ELEMENT:
-        // Of the program's own kinds the pickers, the curves, the tabs and the
-        // rack's exist so far; the parser drops the rest.
+        // Of the program's own kinds the pickers, the curves, the tabs, the
+        // rack's and the unit views exist so far; the parser drops the rest.
         return ControlsMakePicker((UIMakeElement *)data) ||
                CurveEditorMake(window, (UIMakeElement *)data) ||
-               ModulationMakeSwitcher((UIMakeElement *)data) || RackMakeElement((UIMakeElement *)data);
+               ModulationMakeSwitcher((UIMakeElement *)data) || RackMakeElement((UIMakeElement *)data) ||
+               UnitViewsMakeElement((UIMakeElement *)data);
     case EDITOR_MSG_RESET_TABS:
         window->tabBits = 1;
         return 0;
     case EDITOR_MSG_PLACE_UNITS:
         RackPlaceUnits(editor, (UIClusterSlot *)data);
+        return 0;
+    case UI_ASK_PREVIEW_MENU:
+        OpenPreviewMenu(window, (int32_t)argument);
         return 0;
     case UI_ASK_PARAM_VALUE:
         if (argument >= 0 && argument < PARAM_COUNT) *(float *)data = editor->editorValue[argument];

@@ -190,6 +190,7 @@ static const void *PluginGetExtension(const clap_plugin_t *clapPlugin, const cha
     if (!strcmp(id, "orwen.ensure_samples_loaded")) return &PLUGIN_ENSURE_SAMPLES_LOADED;
     if (!strcmp(id, "orwen.palette_access")) return &PLUGIN_PALETTE_ACCESS;
     if (!strcmp(id, "orwen.randomize")) return &PLUGIN_RANDOMIZE;
+    if (!strcmp(id, "orwen.meters")) return &PLUGIN_METERS;
     if (!strcmp(id, CLAP_EXT_STATE)) return &PLUGIN_STATE;
     if (!strcmp(id, CLAP_EXT_PRESET_LOAD)) return &PLUGIN_PRESET_LOAD;
     return nullptr;

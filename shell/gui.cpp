@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "editor/editor.h"
+#include "engine/engine.h"
 #include "shell/plugin.h"
 #include "store/settings.h"
 #include "toolkit/embedded.h"
@@ -48,6 +49,11 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
             const ParamInfo &info = PARAM_INFO[argument];
             *(UIParamFacts *)data = {info.ownerEnable, info.modulatable, info.defaultValue};
         }
+        return 0;
+    case UI_ASK_EQ_RESPONSE:
+        // Main thread, from the editor's values: it follows a dial whether or
+        // not audio runs, and writes only the meter's curve.
+        if (editor && argument >= 0 && argument < 3) EngineEqResponse(editor, (int32_t)argument);
         return 0;
     case UI_ASK_AUDIO_ACTIVE:
         return editor && editor->meter && editor->meter->audioActive;
@@ -108,7 +114,7 @@ static void GuiDestroy(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     UIHostWindow *gui = &plugin->gui;
     if (!gui->editorOpen) return;
-    plugin->meter.metersWanted = 0;
+    plugin->meter.metersWanted = plugin->metersRequested;
     const clap_host_posix_fd_support_t *fds = plugin->hostPosixFdSupport;
     if (plugin->guiFdRegistered && fds && fds->unregister_fd)
         fds->unregister_fd(plugin->host, UIHostWindowDescriptor(gui));
@@ -168,7 +174,7 @@ static bool GuiShow(const clap_plugin_t *clapPlugin) {
 static bool GuiHide(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     if (!plugin->gui.editorOpen) return false;
-    plugin->meter.metersWanted = 0;
+    plugin->meter.metersWanted = plugin->metersRequested;
     UIHostWindowHide(&plugin->gui);
     return true;
 }

@@ -128,6 +128,27 @@ static void RandomiseEntry(const clap_plugin_t *clapPlugin) { Randomise(PluginFr
 
 const OrwenRandomize PLUGIN_RANDOMIZE = {RandomiseEntry};
 
+// ---- orwen.meters ----
+// The audio side measures while metersWanted is set: while the editor shows,
+// or while a host asked. Main thread, like the editor's own reads.
+
+static void MetersRequest(const clap_plugin_t *clapPlugin, bool wanted) {
+    Plugin *plugin = PluginFromClap(clapPlugin);
+    plugin->metersRequested = wanted;
+    plugin->meter.metersWanted = wanted || (plugin->gui.editorOpen && plugin->gui.mapped);
+}
+
+static bool MetersCompressorLevels(const clap_plugin_t *clapPlugin, uint32_t instance,
+                                   float *inputDb, float *outputDb) {
+    if (instance > 2) return false;
+    const MeterBlock &meter = PluginFromClap(clapPlugin)->meter;
+    if (inputDb) *inputDb = meter.compressorInputDb[instance];
+    if (outputDb) *outputDb = meter.compressorOutputDb[instance];
+    return true;
+}
+
+const OrwenMeters PLUGIN_METERS = {MetersRequest, MetersCompressorLevels};
+
 // ---- clap.state ----
 
 static bool StateSave(const clap_plugin_t *clapPlugin, const clap_ostream_t *stream) {

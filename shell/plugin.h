@@ -73,6 +73,7 @@ struct Plugin {
     UIHostWindow gui;                 // the editor's window and elements, while open
     clap_id guiTimer;                 // the host's timer, when guiTimerRegistered
     uint8_t guiTimerRegistered, guiFdRegistered;
+    uint8_t metersRequested;          // orwen.meters: measure while no editor shows
 };
 
 struct PluginGlobals {
@@ -125,6 +126,15 @@ struct OrwenPaletteAccess {
 struct OrwenRandomize {
     void (*randomize)(const clap_plugin_t *plugin);
 };
+// The meters without an editor: a host that shows levels of its own asks the
+// audio side to measure (as an open editor does), and reads what it measured.
+struct OrwenMeters {
+    void (*request)(const clap_plugin_t *plugin, bool wanted);
+    // The compressor levels of instance 0..2 in dB (minus infinity before any
+    // sound); false for another instance.
+    bool (*compressor_levels)(const clap_plugin_t *plugin, uint32_t instance, float *input_db,
+                              float *output_db);
+};
 
 // The extension tables offered through get_extension.
 extern const clap_plugin_params_t PLUGIN_PARAMS;
@@ -136,6 +146,7 @@ extern const clap_plugin_param_indication_t PLUGIN_PARAM_INDICATION;
 extern const OrwenEnsureSamplesLoaded PLUGIN_ENSURE_SAMPLES_LOADED;
 extern const OrwenPaletteAccess PLUGIN_PALETTE_ACCESS;
 extern const OrwenRandomize PLUGIN_RANDOMIZE;
+extern const OrwenMeters PLUGIN_METERS;
 extern const clap_plugin_state_t PLUGIN_STATE;
 extern const clap_plugin_preset_load_t PLUGIN_PRESET_LOAD;
 

@@ -79,6 +79,8 @@ enum : uint32_t {
     UI_ASK_INDICATION = 70,      // argument: parameter; data: UIIndication
     UI_ASK_PARAM_GESTURE = 71,   // argument: parameter; data: uint8_t, 1 begin, 0 end
     UI_ASK_MARK_DIRTY = 72,      // the curves changed: the host's state is no longer saved
+    UI_ASK_EQ_RESPONSE = 73,     // argument: EQ instance 0..2; fills the meter's eqCurve
+                                 // from the editor's values
 };
 
 // EDITOR_MSG_DRAG_VALUE: the pointer in design units, and the answer.

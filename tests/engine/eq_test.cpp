@@ -1,9 +1,17 @@
 // The Parametric EQ: what each band does to a tone at its frequency, the
-// limit of its frequency, the neutral setting and what disabling keeps.
+// limit of its frequency, the neutral setting and what disabling keeps; and
+// the editor's graph of it, which follows the editor's values.
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <algorithm>
+
+#include "editor/unit_views.h"
+#include "engine/engine.h"
+#include "tests/support/canvas.h"
 #include "tests/support/engine_rig.h"
+#include "toolkit/palette.h"
+#include "toolkit/scale.h"
 
 namespace {
 
@@ -68,4 +76,51 @@ TEST(Eq, gains_at_half_pass_the_signal_at_any_frequency_and_disabled_it_keeps_it
     EXPECT_EQ(memcmp(&before, &rig.engine->eq[0], sizeof before), 0);
 }
 
+// The graph's line, one row per column, for EQ instance 1 with these editor
+// values over the neutral ones: what the tooltip of an EQ dial shows.
+std::vector<int> GraphRows(std::initializer_list<std::pair<int, float>> values) {
+    EngineContext context = {};
+    MeterBlock meter = {};
+    context.meter = &meter;
+    for (int row = PARAM_EQ_MID_FREQUENCY; row <= PARAM_EQ_HIGH_GAIN + 2; row++) context.editorValue[row] = 0.5f;
+    for (auto [row, value] : values) context.editorValue[row + 1] = value;
+    EngineEqResponse(&context, 1);
+    Canvas canvas(128, 40);
+    UIWindow window = {};
+    window.painter = canvas.painter;
+    int32_t savedScale = uiScale;
+    uiScale = 100;
+    UIDrawResponseGraph(&window, 0, 0, 128, 40, meter.eqCurve, 0x6BFDC0);
+    uiScale = savedScale;
+    std::vector<int> rows;
+    for (int x = 0; x < 128; x++) {
+        int found = -1;
+        for (int y = 39; y >= 0 && found < 0; y--) found = canvas.At(x, y) == 0xFF6BFDC0 ? y : -1;
+        rows.push_back(found);
+    }
+    return rows;
+}
+
+TEST(Eq, the_editors_graph_follows_the_gains_and_the_frequencies) {
+    const int zero = 20;
+    std::vector<int> flat = GraphRows({});
+    EXPECT_EQ(flat, std::vector<int>(128, zero));
+    // A low shelf lifted rises on the left and leaves the right on the zero line;
+    // a high shelf cut sinks on the right.
+    std::vector<int> low = GraphRows({{PARAM_EQ_LOW_GAIN, 1.0f}});
+    EXPECT_LT(low[1], zero);
+    EXPECT_EQ(low[127], zero);
+    std::vector<int> high = GraphRows({{PARAM_EQ_HIGH_GAIN, 0.0f}});
+    EXPECT_EQ(high[1], zero);
+    EXPECT_GT(high[127], zero);
+    // A mid peak stands highest near where its frequency puts it.
+    for (float frequency : {0.3f, 0.7f}) {
+        std::vector<int> mid = GraphRows({{PARAM_EQ_MID_GAIN, 1.0f}, {PARAM_EQ_MID_FREQUENCY, frequency}});
+        int peak = int(std::min_element(mid.begin() + 1, mid.end()) - mid.begin());
+        EXPECT_NEAR(peak, frequency * 128, 8) << frequency;
+        EXPECT_LT(mid[peak], zero);
+    }
+}
+
 }  // namespace
+

@@ -95,4 +95,20 @@ TEST(HostToolCommand, save_patch_stores_chain_values_name_and_curves) {
     EXPECT_EQ(RunTool({"save-patch", path, "--tempo", "120"}).status, 1);  // an option of another command
 }
 
+TEST(HostToolCommand, render_with_meters_prints_the_compressors_levels_every_second_and_at_the_end) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryFolder folder;
+    std::string in = folder.File("level.wav"), out = folder.File("out.wav");
+    WriteWav(in, MakeStereo(120000, 0.0315f), 48000);   // -30 dB, for 2.5 s in blocks of 10 ms
+    ToolRun run = RunTool({"render", in, out, "--chain", "Compressor 2,Reverb", "--meters", "--block", "480"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    // Makeup lifts the output by its default 2 dB.
+    for (const char *line : {"meters    1.00 s: Compressor 2 in -30.0 dB out -28.0 dB\n",
+                             "meters    2.00 s: Compressor 2 in -30.0 dB out -28.0 dB\n",
+                             "meters    2.50 s: Compressor 2 in -30.0 dB out -28.0 dB\n"})
+        EXPECT_NE(run.output.find(line), std::string::npos) << line << run.output;
+    run = RunTool({"render", in, out, "--meters"});
+    EXPECT_NE(run.output.find("meters    2.50 s: no compressor in the chain\n"), std::string::npos) << run.output;
+}
+
 }  // namespace

@@ -603,6 +603,36 @@ clap_id FindParam(const Instance &instance, const std::string &nameOrId) {
     return info ? info->id : clap_id(id);
 }
 
+// ---- meters ----
+
+struct MetersExtension {
+    void (*request)(const clap_plugin_t *plugin, bool wanted);
+    bool (*compressorLevels)(const clap_plugin_t *plugin, uint32_t instance, float *inputDb,
+                             float *outputDb);
+};
+
+static const MetersExtension *Meters(const Instance &instance) {
+    if (!instance.plugin) throw HostError("meters: the instance is gone");
+    auto meters = (const MetersExtension *)instance.plugin->get_extension(instance.plugin,
+                                                                          "orwen.meters");
+    return meters && meters->request && meters->compressorLevels ? meters : nullptr;
+}
+
+bool RequestMeters(const Instance &instance, bool wanted) {
+    const MetersExtension *meters = Meters(instance);
+    if (meters) meters->request(instance.plugin, wanted);
+    return meters != nullptr;
+}
+
+std::optional<CompressorLevels> ReadCompressorLevels(const Instance &instance, uint32_t unit) {
+    const MetersExtension *meters = Meters(instance);
+    CompressorLevels levels{};
+    if (!meters || !meters->compressorLevels(instance.plugin, unit, &levels.inputDb,
+                                             &levels.outputDb))
+        return std::nullopt;
+    return levels;
+}
+
 // ---- extension ids ----
 
 const char *const KNOWN_PLUGIN_EXTENSIONS[] = {
@@ -617,6 +647,7 @@ const char *const KNOWN_PLUGIN_EXTENSIONS[] = {
     "orwen.ensure_samples_loaded",
     "orwen.palette_access",
     "orwen.randomize",
+    "orwen.meters",
     "clap.latency",
     "clap.tail",
     "clap.note-ports",

@@ -219,6 +219,17 @@ std::vector<HostEvent> FlushParams(Instance &instance, std::vector<HostEvent> ev
 // CLAP_INVALID_ID when neither fits.
 clap_id FindParam(const Instance &instance, const std::string &nameOrId);
 
+// ---- meters ----
+
+// The plug-in's own "orwen.meters": measuring asked for (or let go) without an
+// editor; false when the plug-in does not offer it.
+bool RequestMeters(const Instance &instance, bool wanted);
+struct CompressorLevels {
+    float inputDb, outputDb;
+};
+// The levels of compressor instance 0..2 as the editor's meter shows them.
+std::optional<CompressorLevels> ReadCompressorLevels(const Instance &instance, uint32_t unit);
+
 // ---- effect chains ----
 
 struct ParamSetting {

@@ -69,6 +69,7 @@ struct RenderJob {
     std::string stateIn;    // a clap.state stream loaded first, or empty
     std::string stateOut;   // where the state goes after the render, or empty
     std::vector<std::pair<int, CurveImage>> curves;  // modulator 0..2 and its new curve
+    bool meters = false;    // print the compressors' levels as the render goes
 };
 
 struct RenderOutcome {
@@ -179,6 +180,42 @@ static std::vector<uint8_t> StateOf(const Instance &instance) {
     return *state;
 }
 
+// The compressors in the chain now, read back from the Effect Slots: the
+// instance (0..2) of each slot that holds one, in slot order.
+static std::vector<uint32_t> CompressorsInChain(const Instance &instance) {
+    const clap_id FIRST_SLOT = 223;
+    const int SLOTS = 8, KINDS = 9, COMPRESSOR = 8;
+    std::vector<uint32_t> found;
+    for (int slot = 0; slot < SLOTS; slot++) {
+        std::optional<double> value = GetParamValue(instance, FIRST_SLOT + slot);
+        if (!value) continue;
+        int id = int(float(*value) * 65536.0f - 1.0f);
+        if (id >= 0 && id < 3 * KINDS && id % KINDS == COMPRESSOR) found.push_back(id / KINDS);
+    }
+    return found;
+}
+
+static std::string Decibels(float db) {
+    if (std::isinf(db) && db < 0) return "-inf";
+    char text[32];
+    snprintf(text, sizeof text, "%.1f", db);
+    return text;
+}
+
+// One line of levels at `seconds` into the render, as the editor's meter
+// would show them then.
+static void PrintMeters(const Instance &instance, double seconds) {
+    std::string line;
+    for (uint32_t unit : CompressorsInChain(instance)) {
+        std::optional<CompressorLevels> levels = ReadCompressorLevels(instance, unit);
+        if (!levels) continue;
+        line += std::string(line.empty() ? "" : ", ") + "Compressor" +
+                (unit ? " " + std::to_string(unit + 1) : "") + " in " +
+                Decibels(levels->inputDb) + " dB out " + Decibels(levels->outputDb) + " dB";
+    }
+    printf("meters %7.2f s: %s\n", seconds, line.empty() ? "no compressor in the chain" : line.c_str());
+}
+
 static void ShowProgress(uint32_t done, uint32_t total, int *shown) {
     int percent = total ? int(uint64_t(done) * 100 / total) : 100;
     if (percent == *shown) return;
@@ -204,6 +241,10 @@ static RenderOutcome Render(const RenderJob &job) {
         bool progress = isatty(2) && outcome.audioSeconds > PROGRESS_AFTER_SECONDS;
         int shown = -1;
 
+        if (job.meters && !RequestMeters(*instance, true))
+            throw HostError("the plug-in offers no meters (orwen.meters)");
+        uint32_t nextReport = job.sampleRate;  // a line of levels every second, and at the end
+
         double started = Now();
         Activate(*instance, job.sampleRate, job.block);
         for (uint32_t at = 0; at < frames; at += job.block) {
@@ -220,6 +261,11 @@ static RenderOutcome Render(const RenderJob &job) {
             if (Process(*instance, request).status == CLAP_PROCESS_ERROR)
                 throw HostError("the plug-in reported a processing error");
             if (progress) ShowProgress(at + request.frames, frames, &shown);
+            uint32_t done = at + request.frames;
+            if (job.meters && (done >= nextReport || done == frames)) {
+                PrintMeters(*instance, double(done) / job.sampleRate);
+                while (nextReport <= done) nextReport += job.sampleRate;
+            }
         }
         if (progress) fprintf(stderr, "\r%60s\r", "");
         Deactivate(*instance);
@@ -256,6 +302,8 @@ static void Usage(FILE *to) {
             "    --curve N:x,y,t;...     modulator N's curve (1..3), points in 0..1,\n"
             "                            tension -20..20 (may be left out)\n"
             "    --state-out FILE        save the clap.state stream after the render\n"
+            "    --meters                print the compressors' input and output levels\n"
+            "                            every second, as the editor's meters show them\n"
             "  save-patch OUT.synthpatch write a patch file of the settings; takes --set,\n"
             "                            --chain, --patch and --state-in as render does\n"
             "    --name NAME             the patch's name (default \"%s\")\n"
@@ -646,7 +694,7 @@ static bool OptionBelongs(const std::string &option, const std::string &command)
     if (option == "--name") return command == "save-patch";
     if (option == "--scale") return command == "art-sheet" || command == "screenshot";
     if (option == "--click" || option == "--drag") return command == "screenshot";
-    return command == "render";  // --tempo, --block, --rate, --state-out
+    return command == "render";  // --tempo, --block, --rate, --state-out, --meters
 }
 
 static int Run(int argc, char **argv) {
@@ -693,6 +741,8 @@ static int Run(int argc, char **argv) {
             job.curves.push_back(ParseCurve(value()));
         } else if (arg == "--state-out") {
             job.stateOut = value();
+        } else if (arg == "--meters") {
+            job.meters = true;
         } else if (arg == "--name") {
             name = value();
         } else if (arg == "--scale") {

@@ -313,8 +313,10 @@ static void Usage(FILE *to) {
             "  art-sheet OUT.png         every picture of the editor on one sheet, drawn by\n"
             "    --scale N               the plug-in's own code at N percent (1..200, default 100)\n"
             "  gui [IN.wav]              open the editor in a window; plays the file (or\n"
-            "                            silence) through the plug-in in real time\n"
-            "  screenshot OUT.png        the editor under DISPLAY, saved as the user sees it\n"
+            "                            silence) through the plug-in in real time; takes\n"
+            "                            --set, --chain, --patch, --state-in and --curve\n"
+            "  screenshot OUT.png        the editor under DISPLAY, saved as the user sees it,\n"
+            "                            after a second of the demo; takes the sound options\n"
             "    --scale N               at N percent (a temporary HOME holds the setting)\n"
             "    --click X,Y             a left click at device pixel X,Y; repeatable\n"
             "    --drag X,Y,DY           a left press at X,Y, moved by DY down, released\n"
@@ -587,13 +589,15 @@ static int CommandPresets(const std::string &pluginPath) {
 // The editor in a window of its own while the file (or silence) plays
 // through the plug-in in real time on a second thread, as a host's audio
 // thread would; the sound goes nowhere. Ends when the window is closed.
-static int CommandGui(const std::string &pluginPath, const std::string &inPath) {
-    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+static int CommandGui(const RenderJob &job, const std::string &inPath) {
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(job.pluginPath);
     WavAudio wav;
     wav.sampleRate = 48000;
     wav.audio = MakeStereo(wav.sampleRate);
     if (!inPath.empty()) wav = ReadWav(inPath);
     std::unique_ptr<Instance> instance = StartInstance(*library, HostConfig(), wav.sampleRate);
+    LoadStartingPoint(*instance, job);
+    FlushParams(*instance, SettingEvents(*instance, job));
     std::unique_ptr<EditorFrame> frame = OpenEditor(*instance, "LathemoorFX - lathemoor-host");
     std::atomic<bool> running{true};
     std::thread audio([&] {
@@ -640,10 +644,12 @@ static PointerAction ParsePointerAction(const std::string &text, bool drag) {
 }
 
 // The editor under the present DISPLAY, after the scripted pointer actions
-// and a few timer ticks, read back from the server into a PNG file. --scale
-// runs the plug-in with HOME at a temporary folder whose settings file holds
-// only that scale, so the user's own settings are neither read nor changed.
-static int CommandScreenshot(const std::string &pluginPath, const std::string &outPath,
+// and a few timer ticks, read back from the server into a PNG file. The sound
+// options set the chain first, and a second of the demo piece plays through
+// it, so that meters and traces show sound. --scale runs the plug-in with
+// HOME at a temporary folder whose settings file holds only that scale, so
+// the user's own settings are neither read nor changed.
+static int CommandScreenshot(const RenderJob &job, const std::string &outPath,
                              std::optional<int32_t> scale,
                              const std::vector<PointerAction> &actions) {
     std::optional<TemporaryHome> home;
@@ -651,9 +657,19 @@ static int CommandScreenshot(const std::string &pluginPath, const std::string &o
         home.emplace();
         home->WriteSettings("[LathemoorFX]\nUIScale=" + std::to_string(*scale) + "\n");
     }
-    std::unique_ptr<PluginLibrary> library = OpenPlugin(pluginPath);
+    std::unique_ptr<PluginLibrary> library = OpenPlugin(job.pluginPath);
     std::unique_ptr<Instance> instance = StartInstance(*library);
+    LoadStartingPoint(*instance, job);
+    FlushParams(*instance, SettingEvents(*instance, job));
     std::unique_ptr<EditorFrame> frame = OpenEditor(*instance);
+    StereoBuffer demo = DemoSignal(48000, 1.0), out = MakeStereo(DEFAULT_BLOCK);
+    for (uint32_t at = 0; at + DEFAULT_BLOCK <= demo.frames(); at += DEFAULT_BLOCK) {
+        StereoBuffer in = MakeStereo(DEFAULT_BLOCK);
+        std::copy_n(&demo.left[at], DEFAULT_BLOCK, in.left.begin());
+        std::copy_n(&demo.right[at], DEFAULT_BLOCK, in.right.begin());
+        ProcessStereo(*instance, in, out);
+        if (at % (8 * DEFAULT_BLOCK) == 0) RunEditor(*instance, 0.0, frame.get());
+    }
     const double SETTLE = 0.06;
     RunEditor(*instance, 0.2, frame.get());
     for (const PointerAction &action : actions) {
@@ -690,7 +706,8 @@ static int CommandScreenshot(const std::string &pluginPath, const std::string &o
 static bool OptionBelongs(const std::string &option, const std::string &command) {
     if (option == "--set" || option == "--chain" || option == "--patch" || option == "--state-in" ||
         option == "--curve")
-        return command == "render" || command == "save-patch";
+        return command == "render" || command == "save-patch" || command == "gui" ||
+               command == "screenshot";
     if (option == "--name") return command == "save-patch";
     if (option == "--scale") return command == "art-sheet" || command == "screenshot";
     if (option == "--click" || option == "--drag") return command == "screenshot";
@@ -793,11 +810,11 @@ static int Run(int argc, char **argv) {
     }
     if (command == "gui") {
         if (words.size() > 2) throw HostError("gui takes at most one file name");
-        return CommandGui(pluginPath, words.size() == 2 ? words[1] : "");
+        return CommandGui(job, words.size() == 2 ? words[1] : "");
     }
     if (command == "screenshot") {
         if (words.size() != 2) throw HostError("screenshot wants OUT.png");
-        return CommandScreenshot(pluginPath, words[1], scale, actions);
+        return CommandScreenshot(job, words[1], scale, actions);
     }
     throw HostError("unknown command \"" + command + "\" (see --help)");
 }

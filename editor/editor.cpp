@@ -1,9 +1,11 @@
 // The editor's answers to the toolkit: the main picture as the background,
-// the values the controls show, the value of a dial's drag, and the element
-// kinds that only this program has.
+// the values the controls show, the value of a dial's drag, the tooltip, the
+// parameter menu, and the element kinds that only this program has.
 #include "editor/editor.h"
 
 #include "editor/controls.h"
+#include "editor/core.h"
+#include "editor/settings_menu.h"
 #include "toolkit/images.h"
 #include "toolkit/interface_file.h"
 #include "toolkit/scale.h"
@@ -18,6 +20,7 @@ void EditorInstall() {
     for (int32_t i = 0; i < 6; i++) uiKindHandlers[UI_KIND_DIAL + i] = DIALS[i];
     uiKindHandlers[UI_KIND_SLIDER] = SliderHandler;
     uiKindHandlers[UI_KIND_TOGGLE] = ToggleHandler;
+    uiKindHandlers[UI_KIND_BUTTON_SETTINGS] = SettingsButton;
 }
 
 // Upward is more, and the speed is the same at every scale: the origin is
@@ -33,6 +36,9 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
     case EDITOR_MSG_PAINT_BACKGROUND:
         UIDrawImageOpaque(&window->painter, UIImageGet(IMAGE_PAGE_MAIN), 0, 0);
         return 0;
+    case EDITOR_MSG_PAINT_TOOLTIP:
+        TooltipPaint(editor, window, plugin, (int32_t)argument, (const UIElement *)data);
+        return 0;
     case EDITOR_MSG_DRAG_VALUE: {
         UIDragValue *drag = (UIDragValue *)data;
         drag->value = DragValue(window, drag->y);
@@ -42,6 +48,9 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
         // Of the program's own kinds only the pickers exist so far; the parser
         // drops the rest.
         return ControlsMakePicker((UIMakeElement *)data);
+    case UI_ASK_PARAM_MENU:
+        ParamMenuOpen(window, (UIElement *)data);
+        return 0;
     case UI_ASK_PARAM_VALUE:
         if (argument >= 0 && argument < PARAM_COUNT) *(float *)data = editor->editorValue[argument];
         return 0;

@@ -78,6 +78,22 @@ enum : uint32_t {
     UI_ASK_AUDIO_ACTIVE = 69,    // returns 1 while the audio side shows activity
     UI_ASK_INDICATION = 70,      // argument: parameter; data: UIIndication
     UI_ASK_PARAM_GESTURE = 71,   // argument: parameter; data: uint8_t, 1 begin, 0 end
+    UI_ASK_EQ_RESPONSE = 72,     // argument: EQ instance 0..2; fills the meter's eqCurve
+    UI_ASK_HOST_MENU = 73,       // argument: parameter; returns the count of the host's items
+    UI_ASK_HOST_MENU_ITEM = 74,  // argument: index; data: UIHostMenuItem; 0 past the end
+    UI_ASK_HOST_MENU_PERFORM = 75,  // argument: index of the item chosen
+    UI_ASK_SET_SCALE = 76,       // argument: percent, for every open editor
+    UI_ASK_REFRESH = 77,         // argument: a new period in ms, or 0; returns the period
+    UI_ASK_OPEN_ADDRESS = 78,    // argument: UI_ADDRESS_*; hands it to the desktop
+    UI_ASK_VERSION = 79,         // data: const char *, the descriptor's version text
+};
+
+enum { UI_ADDRESS_MANUAL = 0, UI_ADDRESS_WEBSITE = 1 };
+
+// One item of the host's context menu for a parameter.
+struct UIHostMenuItem {
+    const char32_t *label;   // null for a separator
+    uint8_t disabled, checked;
 };
 
 // EDITOR_MSG_DRAG_VALUE: the pointer in design units, and the answer.

@@ -1,12 +1,14 @@
 // The editor's answers to the toolkit: the main picture as the background,
-// the values the controls show, the value of a dial's drag, and the element
-// kinds that only this program has.
+// the values the controls show, the value of a dial's drag, the tooltip, the
+// parameter menu, and the element kinds that only this program has.
 #include "editor/editor.h"
 
 #include "editor/controls.h"
+#include "editor/core.h"
 #include "editor/curve_editor.h"
 #include "editor/modulation.h"
 #include "editor/rack.h"
+#include "editor/settings_menu.h"
 #include "editor/unit_views.h"
 #include "toolkit/images.h"
 #include "toolkit/interface_file.h"
@@ -23,6 +25,7 @@ void EditorInstall() {
     uiKindHandlers[UI_KIND_SLIDER] = SliderHandler;
     uiKindHandlers[UI_KIND_TOGGLE] = ToggleHandler;
     uiKindHandlers[UI_KIND_PICK_MODULATION_DESTINATION] = DestinationPicker;
+    uiKindHandlers[UI_KIND_BUTTON_SETTINGS] = SettingsButton;
 }
 
 // Upward is more, and the speed is the same at every scale: the origin is
@@ -37,6 +40,9 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
     switch (message) {
     case EDITOR_MSG_PAINT_BACKGROUND:
         UIDrawImageOpaque(&window->painter, UIImageGet(IMAGE_PAGE_MAIN), 0, 0);
+        return 0;
+    case EDITOR_MSG_PAINT_TOOLTIP:
+        TooltipPaint(editor, window, plugin, (int32_t)argument, (const UIElement *)data);
         return 0;
     case EDITOR_MSG_DRAG_VALUE: {
         UIDragValue *drag = (UIDragValue *)data;
@@ -58,6 +64,9 @@ int32_t EditorMessage(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
         return 0;
     case UI_ASK_PREVIEW_MENU:
         OpenPreviewMenu(window, (int32_t)argument);
+        return 0;
+    case UI_ASK_PARAM_MENU:
+        ParamMenuOpen(window, (UIElement *)data);
         return 0;
     case UI_ASK_PARAM_VALUE:
         if (argument >= 0 && argument < PARAM_COUNT) *(float *)data = editor->editorValue[argument];

@@ -7,6 +7,7 @@
 #include "editor/editor.h"
 #include "engine/engine.h"
 #include "shell/plugin.h"
+#include "store/launcher.h"
 #include "store/settings.h"
 #include "toolkit/embedded.h"
 #include "toolkit/interface_file.h"
@@ -27,6 +28,22 @@ static void UnregisterTimer(Plugin *plugin) {
 }
 
 // ---- the editor's hook ----
+
+static bool HostMenuItemAt(Plugin *plugin, int64_t index, UIHostMenuItem *item) {
+    if (index < 0 || index >= plugin->hostMenuCount) return false;
+    const HostMenuItem *row = &plugin->hostMenuItems[index];
+    bool separator = row->kind == CLAP_CONTEXT_MENU_ITEM_SEPARATOR;
+    *item = {separator ? nullptr : row->label, row->disabled, row->checked};
+    return true;
+}
+
+// The descriptor's addresses, widened for the launcher.
+static void OpenAddress(const char *address) {
+    char32_t wide[LAUNCHER_ADDRESS_MAX + 1] = {};
+    for (int i = 0; address && address[i] && i < LAUNCHER_ADDRESS_MAX; i++)
+        wide[i] = (char32_t)(uint8_t)address[i];
+    OpenExternal(wide);
+}
 // The toolkit's questions that need the Plugin are answered here; everything
 // else is the editor's.
 
@@ -62,6 +79,26 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
             *(UIIndication *)data = {editor->meter->mappingColour[argument],
                                      editor->meter->automationColour[argument]};
         }
+        return 0;
+    case UI_ASK_HOST_MENU:
+        return plugin ? (int32_t)HostMenuPopulate(plugin, (int32_t)argument) : 0;
+    case UI_ASK_HOST_MENU_ITEM:
+        return plugin && HostMenuItemAt(plugin, argument, (UIHostMenuItem *)data);
+    case UI_ASK_HOST_MENU_PERFORM:
+        if (plugin && argument >= 0) HostMenuPerform(plugin, (uint32_t)argument);
+        return 0;
+    case UI_ASK_SET_SCALE:
+        UISetScale((int32_t)argument, uiSkin);
+        return 0;
+    case UI_ASK_REFRESH:
+        if (argument > 0) UISetRefresh((int32_t)argument);
+        return globals.uiRefreshMs;
+    case UI_ASK_OPEN_ADDRESS:
+        if (plugin) OpenAddress(argument == UI_ADDRESS_MANUAL ? plugin->clapPlugin.desc->manual_url
+                                                              : plugin->clapPlugin.desc->url);
+        return 0;
+    case UI_ASK_VERSION:
+        if (plugin) *(const char **)data = plugin->clapPlugin.desc->version;
         return 0;
     }
     return EditorMessage(editor, window, plugin, message, argument, data);

@@ -517,12 +517,18 @@ bool UIPaintAll(Editor *editor, UIWindow *window, Plugin *plugin, bool idleTick)
     if (AssignPending(window)) PaintAssignMode(editor, window, plugin);
 
     // 6. Over everything: the dragged value's tooltip, or a captured
-    // element's overlay.
+    // element's overlay, or the tooltip of the control under the pointer.
+    bool hovering = window->hoveredIndex >= 0 && !window->openPage &&
+                    (uint64_t)window->hoveredIndex < window->elementCount;
+    UIElement *hovered = hovering ? &window->elements[window->hoveredIndex] : nullptr;
     if (window->dragElement) {
         UIEditorSend(editor, window, plugin, EDITOR_MSG_PAINT_TOOLTIP, window->dragElement->param,
                      window->dragElement);
     } else if (window->capturedElement) {
         Send(editor, window, plugin, window->capturedElement, UI_MSG_PAINT_CAPTURED, nullptr);
+    } else if (hovered && IsParameter(hovered->param) && !hovered->disabled &&
+               UIElementIsVisible(window, editor, hovered)) {
+        UIEditorSend(editor, window, plugin, EDITOR_MSG_PAINT_TOOLTIP, hovered->param, hovered);
     }
 
     // 7. A modal page last. Its elements all paint: a page shows whole.

@@ -81,6 +81,21 @@ enum : uint32_t {
     UI_ASK_MARK_DIRTY = 72,      // the curves changed: the host's state is no longer saved
     UI_ASK_EQ_RESPONSE = 73,     // argument: EQ instance 0..2; fills the meter's eqCurve
                                  // from the editor's values
+    UI_ASK_HOST_MENU = 74,       // argument: parameter; returns the count of the host's items
+    UI_ASK_HOST_MENU_ITEM = 75,  // argument: index; data: UIHostMenuItem; 0 past the end
+    UI_ASK_HOST_MENU_PERFORM = 76,  // argument: index of the item chosen
+    UI_ASK_SET_SCALE = 77,       // argument: percent, for every open editor
+    UI_ASK_REFRESH = 78,         // argument: a new period in ms, or 0; returns the period
+    UI_ASK_OPEN_ADDRESS = 79,    // argument: UI_ADDRESS_*; hands it to the desktop
+    UI_ASK_VERSION = 80,         // data: const char *, the descriptor's version text
+};
+
+enum { UI_ADDRESS_MANUAL = 0, UI_ADDRESS_WEBSITE = 1 };
+
+// One item of the host's context menu for a parameter.
+struct UIHostMenuItem {
+    const char32_t *label;   // null for a separator
+    uint8_t disabled, checked;
 };
 
 // EDITOR_MSG_DRAG_VALUE: the pointer in design units, and the answer.

@@ -219,3 +219,15 @@ int64_t UIMenuRelease(UIMenu *menu, int32_t x, int32_t y) {
     if (item->separator || item->disabled) return -1;
     return menu->usesValue ? (int64_t)item->value : before;
 }
+
+// ---- pages ----
+
+enum { UI_ROLE_CLOSE_POPUP = 8 };
+
+void UIPageCloser(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
+                  UIMessage message, void *data) {
+    if (message == UI_MSG_GET_ROLE) *(uint32_t *)data = UI_ROLE_CLOSE_POPUP;
+    if (message != UI_MSG_LEFT_DOWN) return;
+    UIWindowClosePage(window);
+    window->hoveredIndex = -1;
+}

@@ -107,3 +107,10 @@ void UIMenuShowList(UIWindow *window, UIElement *element, const char32_t *const 
                     int64_t mark1, int64_t mark2, int64_t mark3);
 // Closes the open menu without a choice.
 void UIMenuClose(UIWindow *window);
+
+// ---- pages ----
+
+// The close area of a modal page: an element over the whole page that closes
+// it at a press, so a click anywhere dismisses the page.
+void UIPageCloser(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
+                  UIMessage message, void *data);

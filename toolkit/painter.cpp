@@ -144,16 +144,16 @@ static void FitPair(int32_t *first, int32_t *second, int32_t length) {
 enum { CORNER_GRID = 8, CORNER_SAMPLES = CORNER_GRID * CORNER_GRID };
 
 // One corner square of a box: pixels at outward offsets 0..radius-1 from the
-// circle's centre, each sampled on an 8 by 8 grid. Sample positions are in
-// sixteenths of a pixel, at the middle of each eighth, so all four corners
-// see the same pattern mirrored.
+// circle's centre, each sampled on an 8 by 8 grid. Samples stand at whole
+// eighths of a pixel counted outward from the centre, so all four corners
+// see the same pattern mirrored, and the sums stay in integers.
 static void DrawBoxCorner(const UIDrawTarget *target, int32_t centreX, int32_t centreY,
                           int32_t stepX, int32_t stepY, int32_t radius, int32_t border,
                           uint32_t fill, uint32_t borderColour) {
     int32_t inner = radius - border;
     if (inner < 0) inner = 0;
-    int32_t outerSquared = radius * 16 * radius * 16;
-    int32_t innerSquared = inner * 16 * inner * 16;
+    int32_t outerSquared = radius * CORNER_GRID * radius * CORNER_GRID;
+    int32_t innerSquared = inner * CORNER_GRID * inner * CORNER_GRID;
     bool bothOpaque = (fill >> 24) == 255 && (borderColour >> 24) == 255;
     for (int32_t oy = 0; oy < radius; oy++) {
         int32_t py = stepY > 0 ? centreY + oy : centreY - 1 - oy;
@@ -164,9 +164,9 @@ static void DrawBoxCorner(const UIDrawTarget *target, int32_t centreX, int32_t c
             if (px < target->clip.left || px >= target->clip.right) continue;
             int32_t fillCount = 0, borderCount = 0;
             for (int32_t j = 0; j < CORNER_GRID; j++) {
-                int32_t sy = 2 * (oy * CORNER_GRID + j) + 1;
+                int32_t sy = oy * CORNER_GRID + j;
                 for (int32_t i = 0; i < CORNER_GRID; i++) {
-                    int32_t sx = 2 * (ox * CORNER_GRID + i) + 1;
+                    int32_t sx = ox * CORNER_GRID + i;
                     int32_t q = sx * sx + sy * sy;
                     if (q <= innerSquared) fillCount++;
                     else if (q <= outerSquared) borderCount++;

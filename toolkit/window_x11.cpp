@@ -375,7 +375,13 @@ static bool HandleEvent(UIHostWindow *host, XEvent *event) {
         return false;
     case LeaveNotify:
         if (onMenu) UIMenuLeave(host);
-        return false;
+        // A grab's crossing is no move of the pointer, nor is a hidden
+        // drag's jump to the middle of the screen.
+        if (target != host->window || event->xcrossing.mode != NotifyNormal ||
+            host->ui.hoveredIndex < 0 || host->ui.dragElement || host->ui.capturedElement)
+            return false;
+        host->ui.hoveredIndex = -1;   // its tooltip goes with the pointer
+        return true;
     case MotionNotify:
         if (target == host->window) {
             if (event->xmotion.x == host->pointerX && event->xmotion.y == host->pointerY)

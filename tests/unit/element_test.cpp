@@ -6,9 +6,11 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <array>
 #include <vector>
 
 #include "editor/controls.h"
+#include "editor/editor.h"
 #include "vocabulary/params.h"
 #include "shell/plugin.h"
 #include "toolkit/element.h"
@@ -261,6 +263,25 @@ TEST_F(Elements, a_check_box_flips_only_when_released_over_itself_and_a_unit_tha
     Paint();
     Pointer(UI_MSG_RESET, 20, 15);
     EXPECT_EQ(stereo, PARAM_INFO[PARAM_GATE_STEREO].defaultValue);
+}
+
+TEST_F(Elements, a_tooltip_keeps_twenty_from_the_sides_and_opens_upward_near_the_bottom) {
+    // Left, top, right and bottom of what a 20 by 20 control at (x, y) gets for a parameter
+    // without help text.
+    auto box = [&](int32_t x, int32_t y) {
+        std::fill(pixels.begin(), pixels.end(), 0u);
+        UIElement element = UIElementDefault();
+        element.x = x, element.y = y, element.width = element.height = 20;
+        EditorMessage(editor, &window, plugin, EDITOR_MSG_PAINT_TOOLTIP, PARAM_MOD_AMOUNT, &element);
+        std::array<int32_t, 4> e = {200, 200, 0, 0};
+        for (int32_t i = 0; i < 200 * 200; i++)
+            if (pixels[i]) e = {std::min(e[0], i % 200), std::min(e[1], i / 200), std::max(e[2], i % 200 + 1), std::max(e[3], i / 200 + 1)};
+        return e;
+    };
+    EXPECT_EQ(box(90, 10), (std::array<int32_t, 4>{40, 30, 160, 50}));    // centred below
+    EXPECT_EQ(box(170, 10), (std::array<int32_t, 4>{60, 30, 180, 50}));   // held off the right
+    EXPECT_EQ(box(0, 10)[0], 20);
+    EXPECT_EQ(box(90, 150), (std::array<int32_t, 4>{40, 130, 160, 150}));  // above the control
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The painter: the blend rule, block clipping, rounded blocks and the ring box.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/support/canvas.h"
 #include "toolkit/painter.h"
 
@@ -58,6 +60,14 @@ TEST(Painter, the_ring_box_fits_its_radii_and_lands_on_known_pixels) {
     EXPECT_EQ(canvas.At(50, 44), BLACK);   // no fill
     EXPECT_EQ(canvas.At(41, 42), BLACK);   // beyond the corner's circle
     EXPECT_EQ(canvas.At(60, 50), BLACK);   // outside the rectangle
+    // Unfitted radius 10 on (10, 10)-(50, 50): samples in whole eighths outward from each
+    // corner's centre give the same landmarks in all four corners, mirrored.
+    Canvas ring(60, 60);
+    target = {{0, 60, 0, 60}, ring.pixels.data(), 60};
+    UIDrawBox(&target, {10, 50, 10, 50}, &box, nullptr, &WHITE, nullptr, nullptr, 1.0f);
+    for (auto [x, y, grey] : {std::tuple{19, 11, 250u}, {17, 12, 82u}, {18, 12, 14u}, {14, 13, 234u}, {16, 10, 110u}})
+        for (int32_t corner = 0; corner < 4; corner++)
+            EXPECT_EQ(ring.At(corner & 1 ? 59 - x : x, corner & 2 ? 59 - y : y) & 0xFF, grey);
 }
 
 }  // namespace

@@ -346,8 +346,9 @@ void DrawAboutPage(Canvas *canvas, int32_t) {
     DrawTextShadowed(canvas, FONT_BOLD, 40, start + nameWidth + 2, 112, "FX", ALIGN_LEFT, INK_ACCENT);
     DrawText(canvas, FONT_CONDENSED_BOLD, 9, W / 2, 140, "STEREO MULTI-EFFECT", ALIGN_CENTRE, INK_TEXT_DIM, 3);
     FillLine(canvas, W / 2 - 60, 160.5f, W / 2 + 60, 160.5f, 1, Rgb(0xFFFFFF, 0.12f));
-    DrawText(canvas, FONT_SANS, 11, W / 2, 188, "Version 1.2.1", ALIGN_CENTRE, INK_TEXT);
-    DrawText(canvas, FONT_SANS, 9, W / 2, 210,
+    // No version here: the editor writes it under the page from the descriptor, so a new
+    // release needs no new art.
+    DrawText(canvas, FONT_SANS, 9, W / 2, 192,
              "The effect section of the Lathemoor synthesizer, by Orwen Audio.", ALIGN_CENTRE,
              INK_CAPTION);
     DrawText(canvas, FONT_CONDENSED, 8.5f, W / 2, 240,

@@ -1,0 +1,10 @@
+// Hands a web address to the desktop's opener, `xdg-open`, and forgets it:
+// the program has no viewer of its own. Main thread; the caller holds no lock.
+#pragma once
+
+// Addresses longer than this are cut.
+enum { LAUNCHER_ADDRESS_MAX = 250 };
+
+// Nothing is reported: a failed fork, a missing opener or one that fails
+// all pass silently.
+void OpenExternal(const char32_t *address);

@@ -197,14 +197,6 @@ static void MoveTarget(Editor *editor, UIWindow *window, Plugin *plugin, UIEleme
     }
 }
 
-// The page's backdrop: a press anywhere but on an insert button cancels.
-static void PageCloser(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
-                       UIMessage message, void *data) {
-    if (message != UI_MSG_LEFT_DOWN) return;
-    UIWindowClosePage(window);
-    window->hoveredIndex = -1;
-}
-
 enum { INSERT_WIDTH = 74, INSERT_HEIGHT = 19, CLOSE_WIDTH = 1189, CLOSE_HEIGHT = 695 };
 
 static UIElement InsertButton(int32_t x, int32_t y, int32_t position) {
@@ -223,7 +215,7 @@ static UIElement InsertButton(int32_t x, int32_t y, int32_t position) {
 static UIElement CloseArea() {
     UIElement element = {};
     element.param = -1;
-    element.handler = PageCloser;
+    element.handler = UIPageCloser;   // a press anywhere but on an insert button cancels
     element.width = CLOSE_WIDTH;
     element.height = CLOSE_HEIGHT;
     element.page = UI_PAGE_ALL;

@@ -116,13 +116,6 @@ static uint32_t Mix(uint32_t a, uint32_t b, float f) {
     return out;
 }
 
-static void BlendPixel(UIPainter *painter, int32_t x, int32_t y, uint32_t colour, float alpha) {
-    if (x < 0 || y < 0 || x >= painter->width || y >= painter->height || alpha <= 0.0f) return;
-    uint32_t a = alpha >= 255.0f ? 255 : (uint32_t)alpha;
-    uint32_t *pixel = &painter->pixels[y * painter->width + x];
-    *pixel = UIBlend(*pixel, (colour & 0xFFFFFF) | a << 24);
-}
-
 // The tab's height for a value: 0 to 1 spans the middle 60 percent; anything
 // else stands at the bottom (below 0, or not a number) or the top.
 static float TraceLevel(float v) {
@@ -147,15 +140,16 @@ static void PaintTrace(UIPainter *painter, const MeterBlock *meter, int32_t t, i
         float a = u <= 0.25f ? u * 4.0f * 255.0f : 255.0f;
         int32_t x = left + i;
         for (int32_t row = top; row < y; row++)
-            BlendPixel(painter, x, row, fill, a * (float)(row - top) / h);
+            UIBlendPixel(painter, x, row, fill, (int32_t)(a * (float)(row - top) / h));
         for (int32_t row = y; row < top + h; row++) {
             float below = a * ((float)(top + h - row) / h + 0.2f);
-            BlendPixel(painter, x, row, fill, below < a ? below : a);
+            UIBlendPixel(painter, x, row, fill, (int32_t)(below < a ? below : a));
         }
         // Two pixels thick, and joined to the last column so that no gap shows.
         int32_t from = previous < 0 ? y : (previous < y ? previous : y);
         int32_t to = previous < 0 ? y : (previous > y ? previous : y);
-        for (int32_t row = from; row <= to + 1; row++) BlendPixel(painter, x, row, colour, a);
+        for (int32_t row = from; row <= to + 1; row++)
+            UIBlendPixel(painter, x, row, colour, (int32_t)a);
         previous = y;
     }
 }

@@ -237,70 +237,47 @@ static UIPage MOVE_PAGE = {MOVE_PAGE_ELEMENTS, INSERT_POSITIONS + 1, 0, nullptr,
 
 // ---- the buttons on the rack and the unit backgrounds ----
 
+// What the three buttons share: an image for a face, rounded corners while
+// pressed, and the toolkit's button behaviour; each acts on its own click.
+static void RackButton(UIImageSingle face, Editor *editor, UIWindow *window, Plugin *plugin,
+                       UIElement *element, UIMessage message, void *data) {
+    if (message == UI_MSG_PAINT_FACE)
+        UIDrawImage(&window->painter, UIImageGet(face), element->x - 2, element->y - 1, true);
+    else if (message == UI_MSG_GET_PRESSED_RECT)
+        RoundPressedRect(data);
+    else
+        UIButtonMessage(editor, window, plugin, element, message, data);
+}
+
 static void AddButton(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
                       UIMessage message, void *data) {
-    switch (message) {
-    case UI_MSG_PAINT_FACE:
-        if (window->openPage == &MOVE_PAGE) break;
-        UIDrawImage(&window->painter, UIImageGet(IMAGE_ADD_BUTTON), element->x - 2,
-                    element->y - 1, true);
-        break;
-    case UI_MSG_GET_PRESSED_RECT:
-        RoundPressedRect(data);
-        break;
-    case UI_MSG_CLICKED:
-        UIMenuBuildAndShow(window, element, AddMenu);
-        break;
-    default:
-        UIButtonMessage(editor, window, plugin, element, message, data);
-        break;
-    }
+    if (message == UI_MSG_CLICKED) UIMenuBuildAndShow(window, element, AddMenu);
+    else if (message != UI_MSG_PAINT_FACE || window->openPage != &MOVE_PAGE)
+        RackButton(IMAGE_ADD_BUTTON, editor, window, plugin, element, message, data);
 }
 
 static void MoveButton(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
                        UIMessage message, void *data) {
-    switch (message) {
-    case UI_MSG_PAINT_FACE:
-        UIDrawImage(&window->painter, UIImageGet(IMAGE_MOVE_BUTTON), element->x - 2,
-                    element->y - 1, true);
-        break;
-    case UI_MSG_GET_PRESSED_RECT:
-        RoundPressedRect(data);
-        break;
-    case UI_MSG_CLICKED: {
-        int32_t slot = SlotOfCluster(editor, element->cluster);
-        if (slot < 0) break;
-        window->moveSourceSlot = slot;
-        UIWindowOpenPage(window, &MOVE_PAGE);
-        break;
+    if (message != UI_MSG_CLICKED) {
+        RackButton(IMAGE_MOVE_BUTTON, editor, window, plugin, element, message, data);
+        return;
     }
-    default:
-        UIButtonMessage(editor, window, plugin, element, message, data);
-        break;
-    }
+    int32_t slot = SlotOfCluster(editor, element->cluster);
+    if (slot < 0) return;
+    window->moveSourceSlot = slot;
+    UIWindowOpenPage(window, &MOVE_PAGE);
 }
 
 // Only the slot empties: the unit keeps its Enable and settings, and the
 // other units keep their places.
 static void DeleteButton(Editor *editor, UIWindow *window, Plugin *plugin, UIElement *element,
                          UIMessage message, void *data) {
-    switch (message) {
-    case UI_MSG_PAINT_FACE:
-        UIDrawImage(&window->painter, UIImageGet(IMAGE_DELETE_BUTTON), element->x - 2,
-                    element->y - 1, true);
-        break;
-    case UI_MSG_GET_PRESSED_RECT:
-        RoundPressedRect(data);
-        break;
-    case UI_MSG_CLICKED: {
-        int32_t slot = SlotOfCluster(editor, element->cluster);
-        if (slot >= 0) SetSlot(editor, window, plugin, slot, EMPTY);
-        break;
+    if (message != UI_MSG_CLICKED) {
+        RackButton(IMAGE_DELETE_BUTTON, editor, window, plugin, element, message, data);
+        return;
     }
-    default:
-        UIButtonMessage(editor, window, plugin, element, message, data);
-        break;
-    }
+    int32_t slot = SlotOfCluster(editor, element->cluster);
+    if (slot >= 0) SetSlot(editor, window, plugin, slot, EMPTY);
 }
 
 // Of size 0, so it takes no pointer: it only paints its unit's panel.

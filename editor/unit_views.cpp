@@ -23,7 +23,6 @@
 #include "vocabulary/context.h"
 #include "vocabulary/params.h"
 
-static int32_t Scaled(int32_t design) { return design * uiScale / 100; }
 
 static void SetValue(Editor *editor, UIWindow *window, Plugin *plugin, int32_t param, float value) {
     UIEditorSend(editor, window, plugin, UI_ASK_PARAM_SET, param, &value);
@@ -49,8 +48,8 @@ static void PaintLevelBar(UIPainter *painter, float db, int32_t x, int32_t y, in
     if (!(fraction >= 0.0f)) fraction = 0.0f;   // minus infinity (silence) and NaN too
     bool clipping = fraction > 1.0f;
     int32_t length = (int32_t)((width - 2 * METER_INSET) * (clipping ? 1.0f : fraction));
-    UIDrawBlock(painter, Scaled(x + METER_INSET), Scaled(y + METER_INSET), Scaled(length),
-                Scaled(METER_BAR_HEIGHT),
+    UIDrawBlock(painter, UIDeviceFromDesign(x + METER_INSET), UIDeviceFromDesign(y + METER_INSET),
+                UIDeviceFromDesign(length), UIDeviceFromDesign(METER_BAR_HEIGHT),
                 paletteValues[clipping ? PAL_COMPRESSOR_BAR_CLIPPING : PAL_COMPRESSOR_BAR]);
 }
 
@@ -83,7 +82,8 @@ static void PaintCompressor(Editor *editor, UIWindow *window, const UIElement *e
     PaintLevelNumber(painter, output, x, y + METER_ROW, width);
     float threshold = editor->editorValue[PARAM_COMP_THRESHOLD + instance];
     int32_t markX = (int32_t)((width - 2 * METER_INSET) * threshold + (x + METER_INSET) - 1);
-    UIDrawBlock(painter, Scaled(markX), Scaled(y + 1), Scaled(MARK_WIDTH), Scaled(MARK_HEIGHT),
+    UIDrawBlock(painter, UIDeviceFromDesign(markX), UIDeviceFromDesign(y + 1),
+                UIDeviceFromDesign(MARK_WIDTH), UIDeviceFromDesign(MARK_HEIGHT),
                 paletteValues[PAL_COMPRESSOR_THRESHOLD_MARKER]);
 }
 
@@ -120,9 +120,10 @@ static void PaintGate(Editor *editor, UIWindow *window, const UIElement *element
     UIPainter *painter = &window->painter;
     int32_t x = element->x, y = element->y, left = element->param;
     if (element->disabled) {
-        UIDrawBlock(painter, Scaled(x - DISABLED_MARGIN), Scaled(y - DISABLED_MARGIN),
-                    Scaled(element->width + 2 * DISABLED_MARGIN),
-                    Scaled(element->height + 2 * DISABLED_MARGIN),
+        UIDrawBlock(painter, UIDeviceFromDesign(x - DISABLED_MARGIN),
+                    UIDeviceFromDesign(y - DISABLED_MARGIN),
+                    UIDeviceFromDesign(element->width + 2 * DISABLED_MARGIN),
+                    UIDeviceFromDesign(element->height + 2 * DISABLED_MARGIN),
                     paletteValues[PAL_TRANCEGATE_DISABLED]);
         return;
     }
@@ -215,17 +216,11 @@ enum {
     STRONG_RISE = 160,        // and rises by this much at the top
 };
 
-static void BlendPixel(UIPainter *painter, int32_t x, int32_t y, uint32_t rgb, int32_t alpha) {
-    if (y < 0 || y >= painter->height) return;
-    if (alpha > 255) alpha = 255;
-    uint32_t *pixel = &painter->pixels[(int64_t)y * painter->width + x];
-    *pixel = UIBlend(*pixel, (uint32_t)alpha << 24 | rgb);
-}
-
 void UIDrawResponseGraph(UIWindow *window, int32_t x, int32_t y, int32_t width, int32_t height,
                          const float *samples, uint32_t colour) {
     UIPainter *painter = &window->painter;
-    int32_t left = Scaled(x), top = Scaled(y), w = Scaled(width), h = Scaled(height);
+    int32_t left = UIDeviceFromDesign(x), top = UIDeviceFromDesign(y);
+    int32_t w = UIDeviceFromDesign(width), h = UIDeviceFromDesign(height);
     int32_t half = height * uiScale / 200, zero = top + h / 2;
     UIDrawBlock(painter, left, top, w, h, paletteValues[PAL_PREVIEW_BACKGROUND_NORMAL]);
     bool inside = left >= 0 && top >= 0 && left + w <= painter->width &&
@@ -249,15 +244,16 @@ void UIDrawResponseGraph(UIWindow *window, int32_t x, int32_t y, int32_t width, 
         int32_t lo = row < zero ? row : zero, hi = row < zero ? zero : row;
         int32_t column = left + c;
         for (int32_t r = top; r <= lo; r++)
-            BlendPixel(painter, column, r, rgb, (r - top) * FAINT_ALPHA / above);
+            UIBlendPixel(painter, column, r, rgb, (r - top) * FAINT_ALPHA / above);
         for (int32_t r = hi; r <= top + h; r++)
-            BlendPixel(painter, column, r, rgb, FAINT_ALPHA - (r - zero) * FAINT_ALPHA / below);
+            UIBlendPixel(painter, column, r, rgb, FAINT_ALPHA - (r - zero) * FAINT_ALPHA / below);
         if (row != zero) {
             for (int32_t r = lo; r <= hi; r++)
-                BlendPixel(painter, column, r, rgb, abs(r - zero) * STRONG_RISE / above + STRONG_ALPHA);
+                UIBlendPixel(painter, column, r, rgb,
+                             abs(r - zero) * STRONG_RISE / above + STRONG_ALPHA);
         }
         int32_t from = previous < row ? previous : row, to = previous < row ? row : previous;
-        for (int32_t r = from; r <= to; r++) BlendPixel(painter, column, r, rgb, 255);
+        for (int32_t r = from; r <= to; r++) UIBlendPixel(painter, column, r, rgb, 255);
         previous = row;
     }
 }

@@ -14,6 +14,12 @@ uint32_t UIBlend(uint32_t destination, uint32_t source) {
     return redBlue | green | OPAQUE;
 }
 
+void UIBlendPixel(UIPainter *painter, int32_t x, int32_t y, uint32_t rgb, int32_t alpha) {
+    if (x < 0 || y < 0 || x >= painter->width || y >= painter->height || alpha <= 0) return;
+    uint32_t *pixel = &painter->pixels[(int64_t)y * painter->width + x];
+    *pixel = UIBlend(*pixel, (rgb & 0xFFFFFF) | (uint32_t)(alpha > 255 ? 255 : alpha) << 24);
+}
+
 // One row of `count` pixels: opaque colours are written without reading the
 // destination, others blended.
 static void FillSpan(uint32_t *row, int32_t count, uint32_t colour) {

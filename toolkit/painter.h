@@ -26,6 +26,9 @@ struct UIPainter {
 // (d * (255 - a) + s * a) >> 8 with no rounding, and the result is opaque.
 // The factors sum to 255, so each blend loses a little brightness.
 uint32_t UIBlend(uint32_t destination, uint32_t source);
+// One pixel of colour `rgb` (alpha ignored) blended at `alpha`, held to
+// 0..255; a pixel outside the buffer is left alone.
+void UIBlendPixel(UIPainter *painter, int32_t x, int32_t y, uint32_t rgb, int32_t alpha);
 
 void UIDrawBlock(UIPainter *painter, int32_t x, int32_t y, int32_t width, int32_t height,
                  uint32_t colour);

@@ -19,8 +19,6 @@
 
 namespace {
 
-const uint32_t BACKGROUND = 0xFF808080;
-
 UIClusterSlot placement[UI_CLUSTER_SLOTS];   // the rows the program hands out
 
 int32_t ProgramAnswer(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t message,
@@ -38,9 +36,6 @@ int32_t ProgramAnswer(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
     }
     case UI_ASK_PARAM_SET: ParamSet(plugin, (int32_t)argument, *(float *)data); return 0;
     case EDITOR_MSG_PLACE_UNITS: memcpy(data, placement, sizeof placement); return 0;
-    case EDITOR_MSG_PAINT_BACKGROUND:
-        UIDrawBlock(&window->painter, 0, 0, window->painter.width, window->painter.height, BACKGROUND);
-        return 0;
     }
     return 0;
 }
@@ -49,15 +44,11 @@ int32_t ProgramAnswer(Editor *editor, UIWindow *window, Plugin *plugin, uint32_t
 struct Seen {
     int id;
     UIMessage message;
-    UIPointerInfo info;
 };
 std::vector<Seen> seen;
 
-void Recorder(Editor *, UIWindow *, Plugin *, UIElement *element, UIMessage message, void *data) {
-    Seen entry = {(int)element->value, message, {}};
-    if (message >= UI_MSG_LEFT_DOWN && message <= UI_MSG_HOVER && message != UI_MSG_DRAG_REBASE)
-        entry.info = *(UIPointerInfo *)data;
-    seen.push_back(entry);
+void Recorder(Editor *, UIWindow *, Plugin *, UIElement *element, UIMessage message, void *) {
+    seen.push_back({(int)element->value, message});
 }
 
 std::vector<int> Got(UIMessage message) {
@@ -69,17 +60,14 @@ std::vector<int> Got(UIMessage message) {
 typedef std::vector<int> Ids;
 
 struct Elements : ::testing::Test {
-    Plugin *plugin;
-    Editor *editor;
-    UIWindow window;
+    Plugin *plugin = (Plugin *)calloc(1, sizeof(Plugin));
+    Editor *editor = &plugin->context;
+    UIWindow window = {};
     std::vector<uint32_t> pixels = std::vector<uint32_t>(200 * 200);
     int32_t savedScale = uiScale;
 
     void SetUp() override {
-        plugin = (Plugin *)calloc(1, sizeof(Plugin));
         plugin->context.meter = &plugin->meter;
-        editor = &plugin->context;
-        memset(&window, 0, sizeof window);
         window.painter = {200, 200, pixels.data(), nullptr};
         window.editorMessage = ProgramAnswer;
         memset(placement, 0, sizeof placement);
@@ -96,8 +84,7 @@ struct Elements : ::testing::Test {
                    UIHandler handler = Recorder) {
         UIElement element = UIElementDefault();
         element.x = x, element.y = y, element.width = width, element.height = height;
-        element.value = (float)id;
-        element.handler = handler;
+        element.value = (float)id, element.handler = handler;
         return *UIWindowAddTemplateElement(&window, &element);
     }
     int HitId(int32_t x, int32_t y) {

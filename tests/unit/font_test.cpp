@@ -67,8 +67,7 @@ struct FontTest : ::testing::Test {
     void TearDown() override { uiScale = savedScale, uiFontBlob = nullptr; }
     // The nominal size UIFontSelect chose, found by its glyph table.
     int32_t SelectedSize(int32_t fontClass) {
-        int32_t lineHeight, boxHeight;
-        const uint8_t *table = UIFontSelect(fontClass, &lineHeight, &boxHeight);
+        const uint8_t *table = Table(fontClass);
         for (const uint8_t *row = uiFontBlob; Word(row); row += 16)
             if (uiFontBlob + Word(row + 8) == table) return Word(row);
         return -1;

@@ -31,11 +31,10 @@ std::string offeredPairs;
 int32_t Program(Editor *, UIWindow *, Plugin *, uint32_t message, int64_t, void *data) {
     if (message != EDITOR_MSG_MAKE_ELEMENT) return 0;
     UIMakeElement *offer = (UIMakeElement *)data;
-    std::string kind(offer->kind.text, offer->kind.length);
     offeredPairs.clear();
     for (uint64_t i = 0; i < offer->pairTokens; i++)
         offeredPairs += std::string(offer->pairs[i].text, offer->pairs[i].length) + " ";
-    return kind != "refused";
+    return std::string(offer->kind.text, offer->kind.length) != "refused";
 }
 
 struct Parsed {
@@ -105,10 +104,8 @@ TEST(InterfaceFile, DuplicatedNamesBindByCluster) {
              "dial: param='Polyrhythmic Delay Time 2' cluster=11 page=0;"
              "dial: param='Polyrhythmic Delay Mix 2';");
     ASSERT_EQ(p.count(), 4u);
-    for (int i = 0; i < 4; i++) {
-        EXPECT_STREQ(PARAM_INFO[p[i].param].name,
-                     i == 2 ? "Polyrhythmic Delay Time 2" : "Polyrhythmic Delay Mix 2");
-    }
+    for (int i = 0; i < 4; i++)
+        EXPECT_STREQ(PARAM_INFO[p[i].param].name, i == 2 ? "Polyrhythmic Delay Time 2" : "Polyrhythmic Delay Mix 2");
     EXPECT_EQ(PARAM_INFO[p[0].param].ownerEnable, PARAM_DELAY_ENABLE);
     EXPECT_EQ(PARAM_INFO[p[1].param].ownerEnable, PARAM_DELAY_ENABLE + 1);
     EXPECT_EQ(PARAM_INFO[p[2].param].ownerEnable, PARAM_DELAY_ENABLE + 1);

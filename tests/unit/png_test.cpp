@@ -1,6 +1,6 @@
 // The PNG decoder: real encoders' files against reference pixels, the
 // refusals, truncation, and the memory a decode leaves behind.
-#include <dirent.h>
+#include <glob.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -119,18 +119,14 @@ size_t LastDeflateByte(const Bytes &file) {
 }  // namespace
 
 TEST(PngCorpus, every_file_decodes_to_its_reference_pixels) {
-    std::vector<std::string> names;
-    if (DIR *directory = opendir(CorpusDirectory().c_str())) {
-        while (dirent *entry = readdir(directory)) {
-            std::string name = entry->d_name;
-            if (name.size() > 4 && name.compare(name.size() - 4, 4, ".png") == 0)
-                names.push_back(name.substr(0, name.size() - 4));
-        }
-        closedir(directory);
-    }
-    ASSERT_GE(names.size(), 20u) << "corpus missing from " << CorpusDirectory();
-    for (const std::string &name : names) {
-        SCOPED_TRACE(name);
+    glob_t found = {};
+    glob((CorpusDirectory() + "*.png").c_str(), 0, nullptr, &found);
+    std::vector<std::string> paths(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+    globfree(&found);
+    ASSERT_GE(paths.size(), 20u) << "corpus missing from " << CorpusDirectory();
+    for (const std::string &path : paths) {
+        SCOPED_TRACE(path);
+        std::string name = path.substr(CorpusDirectory().size(), path.size() - CorpusDirectory().size() - 4);
         Bytes file = ReadCorpusFile(name + ".png"), reference = ReadCorpusFile(name + ".rgba");
         Decoded decoded = Decode(file);
         ASSERT_EQ(decoded.result, UI_PNG_DECODED);

@@ -66,9 +66,7 @@ struct LiveWindow : ::testing::Test {
         ASSERT_TRUE(input);   // the server may refuse for a moment after the last test's close
         uiScale = 100;
         UIElement control = UIElementDefault();
-        control.x = control.y = 100;
-        control.width = control.height = 50;
-        control.handler = Recorder;
+        control.x = control.y = 100, control.width = control.height = 50, control.handler = Recorder;
         UIWindowAddTemplateElement(&host.ui, &control);
         UIWindowStart(&host.ui);
         ASSERT_TRUE(UIHostWindowOpen(&host));   // a child of the root at 0, 0
@@ -103,7 +101,6 @@ struct LiveWindow : ::testing::Test {
         XQueryPointer(input, DefaultRootWindow(input), &root, &child, &x, &y, &wx, &wy, &mask);
         return {x, y};
     }
-    void Press(unsigned button) { Click(button, true), Click(button, false); }
 };
 
 TEST_F(LiveWindow, a_hidden_drag_compresses_motion_warps_at_the_edge_and_ends_at_the_press) {
@@ -125,15 +122,9 @@ TEST_F(LiveWindow, a_press_outside_the_menu_closes_it_unchosen_and_goes_no_furth
     ASSERT_TRUE(host.menu.open);
     ran.clear();
     Move(125, 125);   // over the control
-    Press(1);
+    Click(1, true), Click(1, false);
     EXPECT_FALSE(host.menu.open);
     EXPECT_TRUE(ran.empty() && heard.empty());
-
-    UIMenuBuildAndShow(&host.ui, nullptr, Menu);   // at the pointer: 125, 125
-    Move(125 + 30, 125 + 4 + 19 + 9 + 19 + 5);     // the last item, "On"
-    Press(1);
-    EXPECT_FALSE(host.menu.open);
-    EXPECT_EQ(ran, std::vector<int>{2});
 }
 
 const clap_host_t GUI_HOST = MakeHost();

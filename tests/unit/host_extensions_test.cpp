@@ -66,7 +66,7 @@ TEST(HostMenu, the_builder_keeps_entries_checks_and_separators_in_order_and_perf
     clapPlugin->destroy(clapPlugin);
 }
 
-TEST(ParamIndication, colours_are_packed_with_seventy_percent_alpha_and_cleared) {
+TEST(OwnExtensions, indication_colours_are_packed_with_seventy_percent_alpha_and_the_palette_table_answers) {
     const clap_plugin_t *clapPlugin = NewPlugin(&BARE_HOST);
     Plugin *plugin = PluginFromClap(clapPlugin);
     auto indication = (const clap_plugin_param_indication_t *)clapPlugin->get_extension(
@@ -82,11 +82,7 @@ TEST(ParamIndication, colours_are_packed_with_seventy_percent_alpha_and_cleared)
     indication->set_automation(clapPlugin, 9, CLAP_PARAM_INDICATION_AUTOMATION_NONE, &colour);
     EXPECT_EQ(plugin->meter.automationColour[9], 0u);
     indication->set_automation(clapPlugin, 231, 2, &colour);  // out of range: ignored
-    clapPlugin->destroy(clapPlugin);
-}
 
-TEST(OwnExtensions, tables_answer_and_unknown_ids_do_not) {
-    const clap_plugin_t *clapPlugin = NewPlugin(&BARE_HOST);
     EXPECT_NE(clapPlugin->get_extension(clapPlugin, "orwen.ensure_samples_loaded"), nullptr);
     auto palette = (const OrwenPaletteAccess *)clapPlugin->get_extension(clapPlugin, "orwen.palette_access");
     ASSERT_NE(palette, nullptr);
@@ -97,7 +93,6 @@ TEST(OwnExtensions, tables_answer_and_unknown_ids_do_not) {
     EXPECT_EQ(palette->get(clapPlugin, 0, &name), UIPaletteFind("PAL_PREVIEW"));
     EXPECT_STREQ(name, "PAL_PREVIEW");
     EXPECT_EQ(palette->get(clapPlugin, 82, nullptr), UIPaletteFind("PAL_ACCENT_COLOR"));
-    EXPECT_EQ(clapPlugin->get_extension(clapPlugin, "clap.latency"), nullptr);
     clapPlugin->destroy(clapPlugin);
 }
 

@@ -82,7 +82,6 @@ TEST(OddHosts, a_host_without_extensions_and_null_lists_channels_and_ports_do_no
 
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
     std::vector<std::function<void(ProcessRequest &)>> shapes = {
-        [](ProcessRequest &) {},  // null transport
         [](ProcessRequest &r) { r.inputChannels = r.outputChannels = 0; },
         [](ProcessRequest &r) { r.input[0] = r.input[1] = nullptr; },
         [](ProcessRequest &r) { r.output[1] = nullptr; },

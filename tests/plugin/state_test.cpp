@@ -144,11 +144,8 @@ TEST(StateStream, lengths_other_than_1720_overlay_the_default_block_and_excess_i
     EXPECT_EQ(Saved(*instance), StateWith(DefaultValues(), OddCurves(), "short"));
 
     // Length 1,800: curves read at 1,724, the 80 bytes behind them dropped, the host's byte after unread.
-    std::vector<uint8_t> stream = StateWith(Ramp());
-    stream.resize(STATE_CURVES_AT);
+    std::vector<uint8_t> stream = StateWith(Ramp(), OddCurves());
     SetLE<uint32_t>(stream, 0, 1800);
-    std::vector<uint8_t> curves = CurveBlockBytes(OddCurves());
-    stream.insert(stream.end(), curves.begin(), curves.end());
     for (int i = 0; i < 80; i++) stream.push_back(uint8_t(0xF0 + i));
     stream.push_back(0x55);
     InputStream input(stream, 1);

@@ -108,17 +108,14 @@ TEST(PresetLoad, refused_locations_and_files_change_nothing_or_once_past_the_hea
     std::string tooLarge = WriteTo(folder, "too-large.synthpatch", PatchFile("x", Ramp()), LARGEST_PATCH_FILE + 1);
     EXPECT_FALSE(LoadPresetFile(*instance, tooLarge));
     // Text shorter than a block is refused before anything changes.
-    std::string line = "This is not a patch, only some words on a line of text.\n", text;
-    while (text.size() + line.size() < STATE_BLOCK_SIZE) text += line;
-    std::string shortText = WriteTo(folder, "short.synthpatch", std::vector<uint8_t>(text.begin(), text.end()));
+    std::string shortText = WriteTo(folder, "short.synthpatch", std::vector<uint8_t>(STATE_BLOCK_SIZE - 1, 'z'));
     EXPECT_FALSE(FromLocation(*instance, CLAP_PRESET_DISCOVERY_LOCATION_FILE, shortText.c_str()));
     EXPECT_TRUE(loaded.empty());
     EXPECT_EQ(Saved(*instance), EarlierState());
 
-    // Longer text resets the curves and says so; so does a file that gets as
-    // far as its curves but is no patch. Name and values stay.
-    text += line;
-    std::string longText = WriteTo(folder, "long.synthpatch", std::vector<uint8_t>(text.begin(), text.end()));
+    // Text of a block's size resets the curves and says so; so does a file
+    // that gets as far as its curves but is no patch. Name and values stay.
+    std::string longText = WriteTo(folder, "long.synthpatch", std::vector<uint8_t>(STATE_BLOCK_SIZE, 'z'));
     int dirtyBefore = host.markDirty;
     EXPECT_FALSE(FromLocation(*instance, CLAP_PRESET_DISCOVERY_LOCATION_FILE, longText.c_str()));
     EXPECT_GT(host.markDirty, dirtyBefore);

@@ -4,14 +4,13 @@
 #include <string.h>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 
 #include "tests/support/plugin_rig.h"
 
 namespace {
 
-const clap_id POST_GAIN = 0, DELAY_FEEDBACK = 10, DELAY_MIX = 19;
+const clap_id DELAY_FEEDBACK = 10, DELAY_MIX = 19;
 const float NAN_VALUE = std::numeric_limits<float>::quiet_NaN(), INF = std::numeric_limits<float>::infinity();
 
 // Gives at most `chunk` bytes per read and remembers how far the plug-in read.
@@ -244,7 +243,7 @@ TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) 
     FlushParams(*instance, events);
     std::vector<uint8_t> state = Saved(*instance);
     std::string patch = WriteTo(folder, "delay.synthpatch", SynthPatchFromState(state, "delay"));
-    auto tailAfter = [&](const std::function<bool()> &load) {
+    auto tailAfter = [&](auto load) {
         StereoBuffer noise = Noise(48000), out = MakeStereo(48000);
         ProcessStereo(*instance, noise, out);
         EXPECT_TRUE(load());

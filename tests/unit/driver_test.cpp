@@ -24,9 +24,7 @@ struct EventList {
     clap_input_events_t in = {this, Size, Get};
     clap_output_events_t out = {this, Push};
 
-    static uint32_t Size(const clap_input_events_t *list) {
-        return (uint32_t)((EventList *)list->ctx)->events.size();
-    }
+    static uint32_t Size(const clap_input_events_t *list) { return (uint32_t)((EventList *)list->ctx)->events.size(); }
     static const clap_event_header_t *Get(const clap_input_events_t *list, uint32_t index) {
         return (const clap_event_header_t *)((EventList *)list->ctx)->events[index].data();
     }

@@ -60,15 +60,12 @@ TEST(HostMenu, the_builder_keeps_entries_checks_and_separators_in_order_and_perf
     menuHost.populateResult = false;  // a failed populate leaves only our own items
     EXPECT_EQ(HostMenuPopulate(plugin, 5), 0u);
     clapPlugin->destroy(clapPlugin);
-
-    clapPlugin = NewPlugin(&BARE_HOST);  // a host without a menu gives no items
-    EXPECT_EQ(HostMenuPopulate(PluginFromClap(clapPlugin), 0), 0u);
-    clapPlugin->destroy(clapPlugin);
 }
 
-TEST(OwnExtensions, indication_colours_are_packed_with_seventy_percent_alpha_and_the_palette_table_answers) {
+TEST(OwnExtensions, on_a_bare_host_menus_are_empty_colours_get_seventy_percent_alpha_and_the_palette_answers) {
     const clap_plugin_t *clapPlugin = NewPlugin(&BARE_HOST);
     Plugin *plugin = PluginFromClap(clapPlugin);
+    EXPECT_EQ(HostMenuPopulate(plugin, 0), 0u);  // a host without a menu gives no items
     auto indication = (const clap_plugin_param_indication_t *)clapPlugin->get_extension(
         clapPlugin, CLAP_EXT_PARAM_INDICATION);
     ASSERT_NE(indication, nullptr);

@@ -74,7 +74,7 @@ TEST(SettingsIni, walks_items_byte_for_byte_without_trimming_and_zero_bytes_end_
     }));
 }
 
-TEST(SettingsRead, integers_and_texts_come_from_exactly_equal_keys_of_the_first_own_section) {
+TEST(SettingsRead, values_come_from_exact_keys_of_the_first_own_section_in_999999_bytes_and_need_a_home) {
     TempHome home;
     EXPECT_EQ(Int("UIRefresh"), 0);  // no file: 0 and null
     EXPECT_FALSE(Text("UserPatches"));
@@ -96,10 +96,7 @@ TEST(SettingsRead, integers_and_texts_come_from_exactly_equal_keys_of_the_first_
     EXPECT_EQ(Text("UserPatches"), (std::u32string{U'/', U'm', (char32_t)0xFFFFFFE9, U'n'}));
     EXPECT_EQ(Text("CustomInitPatch"), U"");
     EXPECT_FALSE(Text("UserContentStore"));
-}
 
-TEST(SettingsRead, only_the_first_999999_bytes_are_seen_and_an_unset_home_finds_and_writes_nothing) {
-    TempHome home;
     // "B=23": the "3" is the file's byte 999,999, the first one not read.
     std::string head = "[LathemoorFX]\n;";
     head += std::string(999999 - 3 - 1 - head.size(), 'x') + "\n";

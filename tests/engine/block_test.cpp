@@ -1,6 +1,6 @@
-// The engine's frame: slots, Post Gain, the silent state, reset, the
-// floating-point mode around each call, and the processor levels, all through
-// the dispatcher and the real builds.
+// The engine's frame: slots, the silent state, the floating-point mode around
+// each call, and the processor levels, all through the dispatcher and the
+// real builds.
 #include <gtest/gtest.h>
 #include <math.h>
 #include <xmmintrin.h>
@@ -13,23 +13,17 @@
 
 namespace {
 
-TEST(EngineFrame, an_empty_chain_passes_post_gain_spans_forty_decibels_and_stray_slots_run_nothing) {
+// The empty chain and Post Gain are measured through the plug-in and the
+// modulators; here, a slot holding no valid id runs nothing.
+TEST(EngineFrame, destroying_before_the_first_block_does_nothing_and_stray_slots_run_nothing) {
     EngineRig rig;
-    EngineDestroy(&rig.context);  // before the first block: nothing to do
+    EngineDestroy(&rig.context);
     EXPECT_EQ(rig.context.engine, nullptr);
+    rig.values[PARAM_DELAY_ENABLE] = 1.0f;
+    rig.values[PARAM_EFFECT_SLOT] = ParamEncodeWhole(27);
+    rig.values[PARAM_EFFECT_SLOT + 1] = 0.0f;  // -1: empty
     std::vector<float> input = Noise(5000, 1, 0.5f);
     EXPECT_EQ(rig.Run(input, 777), input);
-    std::vector<float> half(64, 0.5f);
-    rig.values[PARAM_POST_GAIN] = 1.0f;
-    EXPECT_NEAR(rig.Run(half)[3], 5.0f, 1e-5f);
-    rig.values[PARAM_POST_GAIN] = 0.0f;
-    EXPECT_NEAR(rig.Run(half)[3], 0.05f, 1e-7f);
-
-    EngineRig stray;
-    stray.values[PARAM_DELAY_ENABLE] = 1.0f;
-    stray.values[PARAM_EFFECT_SLOT] = ParamEncodeWhole(27);
-    stray.values[PARAM_EFFECT_SLOT + 1] = 0.0f;  // -1: empty
-    EXPECT_EQ(stray.Run(input), input);
 }
 
 TEST(EngineFrame, slots_run_in_their_order_and_a_unit_in_two_slots_runs_twice_on_one_state) {
@@ -49,27 +43,10 @@ TEST(EngineFrame, slots_run_in_their_order_and_a_unit_in_two_slots_runs_twice_on
     EXPECT_EQ(twice.context.engine->polyDelay[1].lines[0].line.samples, nullptr);
 }
 
-TEST(EngineFrame, reset_empties_the_delay_lines_and_keeps_the_engine) {
-    EngineRig rig;
-    rig.Place(0, 0);
-    rig.Run(Noise(4800, 3, 0.5f));
-    Engine *engine = rig.context.engine;
-    ASSERT_NE(engine->polyDelay[0].lines[0].line.samples, nullptr);
-    rig.context.engineReset = 1;
-    rig.values[PARAM_EFFECT_SLOT] = 0.0f;  // nothing remakes the lines
-    rig.Run(Noise(32, 4, 0.5f));
-    EXPECT_EQ(rig.context.engineReset, 0);
-    EXPECT_EQ(rig.context.engine, engine);
-    EXPECT_EQ(engine->polyDelay[0].lines[0].line.samples, nullptr);
-}
-
 TEST(EngineFrame, silence_for_five_seconds_ends_activity_and_one_sample_restores_it) {
     EngineRig rig;
-    std::vector<float> silence(2 * 48000, 0.0f);
-    for (int second = 0; second < 5; second++) {
-        rig.Run(silence);
-        ASSERT_EQ(rig.meter.audioActive, 1) << second;
-    }
+    rig.Run(std::vector<float>(2 * 5 * 48000, 0.0f));
+    ASSERT_EQ(rig.meter.audioActive, 1);
     rig.Run(std::vector<float>(2 * 480, 0.0f));  // 5.01 s
     EXPECT_EQ(rig.meter.audioActive, 0);
     std::vector<float> blip(2 * 480, 0.0f);
@@ -146,10 +123,8 @@ TEST(EngineLevels, builds_agree_bit_for_bit_below_fused_multiply_add) {
         return [ids](EngineRig &rig) { for (int s = 0; s < SLOT_COUNT; s++) rig.Place(s, ids[s]); };
     };
     const LevelCase cases[] = {
-        {"every kind, first instances", 48000, 24000, 500, Noise(24000, 9, 0.5f),
-         chain({2, 5, 3, 4, 1, 0, 7, 8}), nullptr, 0},
-        {"second and third instances", 48000, 24000, 500, Noise(24000, 9, 0.5f),
-         chain({15, 24, 6, 26, 12, 20, 10, 17}), nullptr, 0},
+        {"every kind but the reverb, of every instance", 48000, 24000, 500, Noise(24000, 9, 0.5f),
+         chain({2, 14, 3, 22, 1, 9, 24, 17}), nullptr, 0},
         // The phaser's reciprocal estimate is the same instruction in every build.
         {"phaser at full steps and rate", 48000, 8000, ENGINE_MAX_FRAMES, Noise(24000, 7),
          [](EngineRig &rig) {

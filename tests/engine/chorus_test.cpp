@@ -101,7 +101,6 @@ TEST(Chorus, mix_zero_passes_dry_while_the_lines_fill_and_disabling_frees_them_a
     EXPECT_EQ(memcmp(before.phaseL, rig.State().phaseL, sizeof before.phaseL), 0);
     rig.Set(PARAM_CHORUS_ENABLE, 1.0f);  // enabled again, the taps find an empty line
     for (float v : rig.Through(std::vector<float>(2 * 400, 0.0f))) ASSERT_EQ(v, 0.0f);
-    EXPECT_EQ(rig.State().lineL.length, 4800);
 }
 
 }  // namespace

@@ -54,7 +54,6 @@ TEST(FastMath, sin_and_cos_follow_the_library_over_the_first_turns_and_far_out) 
 }
 
 TEST(FastMath, exp2_log2_pow_and_atan_keep_their_error_bounds) {
-    EXPECT_NEAR(FastExp2(3.5f), 11.31371, 0.000005);
     for (float x = -125.0f; x < 127.0f; x += 0.001f)
         ASSERT_NEAR(FastExp2(x) / exp2((double)x), 1.0, 2e-7) << "x = " << x;
     // Where the exponent addition would wrap the result is 0, never negative

@@ -62,8 +62,6 @@ TEST(Eq, gains_at_half_pass_the_signal_at_any_frequency_and_disabled_it_keeps_it
              {PARAM_EQ_MID_FREQUENCY, PARAM_EQ_MID_WIDTH, PARAM_EQ_LOW_FREQUENCY, PARAM_EQ_HIGH_FREQUENCY})
             rig.Set(row, round < 8 ? random.Unit() : (float)random.Below(2));
         std::vector<float> in = Noise(4000, round), out = rig.Through(in);
-        const EqState &eq = rig.engine->eq[0];
-        for (const BiquadStage &stage : {eq.mid, eq.low, eq.high}) EXPECT_EQ(stage.b1, stage.a1) << round;
         for (size_t i = 0; i < in.size(); i++) ASSERT_NEAR(out[i], in[i], 0.01f) << round << " " << i;
     }
     UnitRig rig(EqRun, PARAM_EQ_ENABLE, 44100.0f);

@@ -78,19 +78,16 @@ TEST(PolyDelay, a_zero_mix_or_a_degenerate_tempo_stops_a_line_and_disabling_free
         rig.Run(out, 8000);  // the old content is still there and plays 1488 frames after the return
         EXPECT_EQ(FirstChange(in, out), 8000 + 1488);
     }
+    // A line stands still through a degenerate tempo and goes on after.
     for (float tempo : {0.0f, -800.0f, NAN, INFINITY}) {
-        DelayRig rig(44100.0f, tempo);
-        EXPECT_EQ(FirstChange(Click(100, 1.0f, 1.0f), rig.Through(Click(100, 1.0f, 1.0f))), -1) << tempo;
-    }
-    {   // A line that exists stands still through a degenerate tempo and goes on after.
         DelayRig rig(44100.0f, 4000.0f);
         std::vector<float> in = Click(4000, 1.0f, 1.0f), out = in;
         rig.Run(out, 0, 256);
-        rig.context.samplesPerBeat = NAN;
+        rig.context.samplesPerBeat = tempo;
         rig.Run(out, 256, 1024);
         rig.context.samplesPerBeat = 4000.0f;
         rig.Run(out, 1024);
-        EXPECT_EQ(FirstChange(in, out), 1024 + 2000 - 256);
+        EXPECT_EQ(FirstChange(in, out), 1024 + 2000 - 256) << tempo;
     }
     DelayRig rig(44100.0f, 1000.0f);  // 500 frames
     rig.Set(PARAM_DELAY_MIX2, 0.5f);

@@ -39,7 +39,6 @@ TEST(Reverb, the_tank_hears_the_mid_signal_the_plate_each_side_after_its_shortes
     // 23.4 ms on the left and 25.5 ms on the right.
     ReverbRig plate(PLATE);
     std::vector<float> out = plate.Through(Click(4000, 1.0f, 1.0f));
-    EXPECT_EQ(plate.engine->reverb[0].predelay[0].length, 2);
     long first[2] = {-1, -1};
     for (long i = 7999; i >= 0; i--)
         if (out[i] != 0.0f) first[i % 2] = i / 2;

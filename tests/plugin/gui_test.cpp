@@ -54,7 +54,6 @@ TEST(Gui, two_editors_in_foreign_windows_paint_the_same_picture_on_their_own_con
     RunEditor(*first, 0.2);
     uint32_t width, height;
     std::vector<uint32_t> pixels = EditorPixels(*firstFrame, &width, &height);
-    EXPECT_EQ(std::make_pair(width, height), std::make_pair(1068u, 573u));
     EXPECT_GT(std::set<uint32_t>(pixels.begin(), pixels.end()).size(), 50u);   // the picture
     auto secondFrame = OpenEditor(*second);
     RunEditor(*second, 0.2);

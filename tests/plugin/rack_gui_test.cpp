@@ -104,8 +104,7 @@ TEST(Rack, delete_leaves_a_gap_that_stays_in_the_saved_patch_and_the_unit_comes_
     rack.Delete(2);   // the Chorus
     EXPECT_EQ(rack.Heard(), "begin 225=-1 end ");
     EXPECT_EQ(rack.Slots(), (std::vector<int>{0, 2, -1, 4, 5, 6, 7, 8}));
-    std::vector<uint8_t> state = *SaveState(*rack.instance);
-    EXPECT_EQ(GetLE<float>(state, STATE_VALUES_AT + 4 * (FIRST_SLOT + 2)), 0.0f);
+    EXPECT_EQ(GetLE<float>(*SaveState(*rack.instance), STATE_VALUES_AT + 4 * (FIRST_SLOT + 2)), 0.0f);
     rack.Add(2, 0);   // the add button stands in the gap; Chorus leads the menu again
     EXPECT_EQ(rack.Heard(), "begin 79=1 end begin 225=3 end ");
     EXPECT_EQ(rack.Slots(), FULL);

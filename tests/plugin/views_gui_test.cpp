@@ -1,7 +1,7 @@
-// The unit views in the real editor under an X server: the trance gate's
-// steps flipped by presses, and the compressor's meter over levels that real
-// audio makes. A unit is put in Effect Slot 1 by the host; while the editor
-// does not place units yet, the views are off screen and the tests skip.
+// The unit views in the real editor under an X server (skipped without
+// DISPLAY): the trance gate's steps flipped by presses, and the compressor's
+// meter over levels that real audio makes. The host puts the unit in Effect
+// Slot 1.
 #include <gtest/gtest.h>
 #include <math.h>
 #include <stdlib.h>
@@ -11,8 +11,7 @@
 namespace {
 
 const clap_id GATE_ENABLE = 139, GATE_STEREO = 148, GATE_LEFT = 151, GATE_RIGHT = 154;
-const clap_id COMPRESSOR_ENABLE = 178;
-const clap_id COMPRESSOR_THRESHOLD = 190, EFFECT_SLOT_1 = 223;
+const clap_id COMPRESSOR_ENABLE = 178, COMPRESSOR_THRESHOLD = 190, EFFECT_SLOT_1 = 223;
 const int GATE_ID = 6, COMPRESSOR_ID = 8;   // instance 0 of each kind
 // Where the first slot shows the views, in the editor at 100 percent.
 const int GATE_X = 252, GATE_Y = 87, METER_X = 362, METER_Y = 80, METER_W = 76, METER_H = 40;
@@ -35,14 +34,6 @@ struct Editor {
             region.insert(region.end(), pixels.begin() + row * width + x, pixels.begin() + row * width + x + w);
         return region;
     }
-    // Puts the unit in the first slot, switched on. False when nothing
-    // changed on screen there: no rack places it yet.
-    bool Place(int id, clap_id enable, int x, int y, int w, int h) {
-        RunEditor(*instance, 0.15);
-        std::vector<uint32_t> empty = Region(x, y, w, h);
-        Set({{EFFECT_SLOT_1, (id + 1) / 65536.0}, {enable, 1.0}});
-        return Region(x, y, w, h) != empty;
-    }
     // The value the host hears after a left click at (x, y), -1 for none.
     double Click(int x, int y) {
         PointerMove(*frame, x, y);
@@ -56,15 +47,16 @@ struct Editor {
     }
 };
 
-#define NEED_PLACED_VIEW(placed)                                        \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server";              \
-    Editor editor;                                                      \
-    if (!(placed)) GTEST_SKIP() << "the editor does not place units yet"
+// An editor with the unit in the first slot, switched on.
+#define NEED_EDITOR_WITH(id, enable)                       \
+    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"; \
+    Editor editor;                                         \
+    editor.Set({{EFFECT_SLOT_1, (id + 1) / 65536.0}, {enable, 1.0}})
 
 int Pattern(double value) { return int(float(value) * 65536.0f - 1.0f); }
 
 TEST(ViewsGui, gate_presses_flip_the_step_under_them_in_the_row_they_edit) {
-    NEED_PLACED_VIEW(editor.Place(GATE_ID, GATE_ENABLE, GATE_X, GATE_Y, 157, 28));
+    NEED_EDITOR_WITH(GATE_ID, GATE_ENABLE);
     int left = Pattern(*GetParamValue(*editor.instance, GATE_LEFT));
     EXPECT_EQ(Pattern(editor.Click(GATE_X + 9, GATE_Y + 5)), left ^ 1 << 1);
     EXPECT_EQ(Pattern(editor.Click(GATE_X + 156, GATE_Y + 5)), left ^ 1 << 1 ^ 1 << 15);
@@ -77,7 +69,7 @@ TEST(ViewsGui, gate_presses_flip_the_step_under_them_in_the_row_they_edit) {
 }
 
 TEST(ViewsGui, compressor_meter_shows_levels_of_the_audio_that_ran) {
-    NEED_PLACED_VIEW(editor.Place(COMPRESSOR_ID, COMPRESSOR_ENABLE, METER_X, METER_Y, METER_W, METER_H));
+    NEED_EDITOR_WITH(COMPRESSOR_ID, COMPRESSOR_ENABLE);
     editor.Set({{COMPRESSOR_THRESHOLD, 1.0}});   // no reduction below 0 dB; the mark at the right
     Activate(*editor.instance, 48000.0, 9600);
     auto meter = [&](float amplitude) {   // a steady level, then what the meter shows

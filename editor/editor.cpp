@@ -7,6 +7,7 @@
 #include "editor/core.h"
 #include "editor/curve_editor.h"
 #include "editor/modulation.h"
+#include "editor/patch_buttons.h"
 #include "editor/rack.h"
 #include "editor/settings_menu.h"
 #include "editor/unit_views.h"
@@ -26,6 +27,9 @@ void EditorInstall() {
     uiKindHandlers[UI_KIND_TOGGLE] = ToggleHandler;
     uiKindHandlers[UI_KIND_PICK_MODULATION_DESTINATION] = DestinationPicker;
     uiKindHandlers[UI_KIND_BUTTON_SETTINGS] = SettingsButton;
+    uiKindHandlers[UI_KIND_BUTTON_PATCH_MENU] = PatchMenuButton;
+    uiKindHandlers[UI_KIND_BUTTON_PREVIOUS_PATCH] = PreviousPatchButton;
+    uiKindHandlers[UI_KIND_BUTTON_NEXT_PATCH] = NextPatchButton;
 }
 
 // Upward is more, and the speed is the same at every scale: the origin is

@@ -9,6 +9,7 @@
 #include "engine/engine.h"
 #include "shell/plugin.h"
 #include "shell/whole_patch.h"
+#include "store/dialogs.h"
 #include "store/settings.h"
 #include "toolkit/font.h"
 #include "toolkit/images.h"
@@ -147,6 +148,9 @@ static void PluginDestroy(const clap_plugin_t *clapPlugin) {
         if (globals.instanceCount == 0) EndProcessWideState();
         pthread_mutex_destroy(&plugin->hostValuesLock);
     }
+    // A file choice still running must not complete into a freed instance.
+    DialogFileForget(plugin);
+    free(plugin->patchPath);
     free(plugin->hostMenuItems);
     free(plugin);
 }

@@ -6,7 +6,9 @@
 
 #include "editor/editor.h"
 #include "engine/engine.h"
+#include "shell/patch_browser.h"
 #include "shell/plugin.h"
+#include "store/dialogs.h"
 #include "store/launcher.h"
 #include "store/settings.h"
 #include "toolkit/embedded.h"
@@ -100,9 +102,20 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
     case UI_ASK_VERSION:
         if (plugin) *(const char **)data = plugin->clapPlugin.desc->version;
         return 0;
+    case UI_ASK_PATCH_MENU:
+        if (plugin) PatchMenuOpen(plugin, (UIElement *)data);
+        return 0;
+    case UI_ASK_PATCH_STEP:
+        if (plugin) PatchStep(plugin, argument != 0);
+        return 0;
+    case UI_ASK_PATCH_NAME:
+        if (plugin) memcpy(data, plugin->patch.name, UI_PATCH_NAME_SIZE);
+        return 0;
     }
     return EditorMessage(editor, window, plugin, message, argument, data);
 }
+
+static_assert((int)UI_PATCH_NAME_SIZE == (int)PATCH_NAME_SIZE, "the patch button reads the whole name");
 
 // ---- clap.gui ----
 
@@ -124,6 +137,8 @@ static bool GuiCreate(const clap_plugin_t *clapPlugin, const char *api, bool flo
     gui->editor = &plugin->context;
     gui->plugin = plugin;
     gui->ui.editorMessage = EditorHook;
+    gui->dialogBusy = DialogFileRunning;
+    gui->dialogSettle = DialogFileSettle;
     EditorInstall();
     const UIEmbeddedFile *file = UIEmbeddedFind("lathemoorfx_ui.txt");
     if (file) {
@@ -229,6 +244,10 @@ const clap_plugin_gui_t PLUGIN_GUI = {
 void UITimerTick(Plugin *plugin) {
     UIHostWindow *gui = &plugin->gui;
     if (!gui->editorOpen) return;
+    // A file choice completes after the next X event, but the dialog is
+    // another program's window: the editor may see no event for a long
+    // while after it closes, so the tick settles it too.
+    DialogFileSettle();
     bool changed = DrainHostValues(plugin);
     UIHostWindowPaint(gui, !changed);
     if (UIHostWindowPending(gui)) UIPumpEvents(gui);

@@ -74,6 +74,7 @@ struct Plugin {
     clap_id guiTimer;                 // the host's timer, when guiTimerRegistered
     uint8_t guiTimerRegistered, guiFdRegistered;
     uint8_t metersRequested;          // orwen.meters: measure while no editor shows
+    char32_t *patchPath;              // the patch file the browser loaded last, or null
 };
 
 struct PluginGlobals {

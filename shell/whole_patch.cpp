@@ -39,7 +39,7 @@ static void SwapCurves(Plugin *plugin, Curve *fresh) {
 
 // Hands a whole new sound to the audio side: the curves and the values change
 // together while the engine is held, and every unit reloads at its next block.
-static void PatchCommit(Plugin *plugin, Curve *fresh, const Patch *patch) {
+void PatchCommit(Plugin *plugin, Curve *fresh, const Patch *patch) {
     EngineContext *context = &plugin->context;
     pthread_mutex_lock(&context->engineLock);
     Curve *old = context->curves;

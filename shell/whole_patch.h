@@ -15,6 +15,9 @@ void PatchInit(Plugin *plugin);
 // The clap.state stream: length, the Patch block, the curves.
 bool PatchStateSave(Plugin *plugin, const clap_ostream_t *stream);
 bool PatchStateLoad(Plugin *plugin, const clap_istream_t *stream);
+// Hands a whole new sound to the audio side: the curves (taken over) and the
+// values change together under engineLock, and the host rereads every value.
+void PatchCommit(Plugin *plugin, Curve *fresh, const Patch *patch);
 // Keeps the present sound as the newest entry of the undo list.
 void PushUndo(Plugin *plugin);
 // A new random sound: every parameter the host may change takes a random

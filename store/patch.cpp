@@ -7,6 +7,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "vocabulary/grow.h"
 #include "vocabulary/params.h"
 
 // The file form lacks the record index: from the name on, each field stands
@@ -83,6 +84,40 @@ PatchFileResult PatchFileParse(ByteReader *reader, Patch *patch, Curve **curves)
     memcpy((uint8_t *)patch + PATCH_NAME_OFFSET, (uint8_t *)&scratch + PATCH_NAME_OFFSET,
            PATCH_NAME_SIZE + PATCH_RECORD_BYTES);
     return PATCH_FILE_TAKEN;
+}
+
+void PatchFileImage(const Patch *patch, uint8_t file[PATCH_BLOCK_SIZE]) {
+    memset(file, 0, PATCH_BLOCK_SIZE);
+    memcpy(file, &PATCH_FILE_MAGIC, 8);
+    memcpy(file + 8, &PATCH_VERSION, 8);
+    memcpy(file + FILE_NAME_OFFSET, patch->name, PATCH_NAME_SIZE);
+    memcpy(file + FILE_NAME_OFFSET + PATCH_NAME_SIZE, patch->values, PATCH_RECORD_BYTES);
+}
+
+// The curve block gathers in memory first, so that it reaches the file in
+// one write and a short write is seen as such.
+struct GrowingBuffer {
+    uint8_t *bytes;
+    size_t count, capacity;
+};
+
+static bool WriteToBuffer(void *context, void *bytes, size_t length) {
+    GrowingBuffer *buffer = (GrowingBuffer *)context;
+    ArrayReserve(&buffer->bytes, &buffer->capacity, buffer->count + length);
+    memcpy(buffer->bytes + buffer->count, bytes, length);
+    buffer->count += length;
+    return true;
+}
+
+bool PatchFileWrite(int fd, const Patch *patch, const Curve *curves) {
+    uint8_t file[PATCH_BLOCK_SIZE];
+    PatchFileImage(patch, file);
+    if (write(fd, file, sizeof file) != (ssize_t)sizeof file) return false;
+    GrowingBuffer buffer = {};
+    CurvesWrite(curves, WriteToBuffer, &buffer);
+    bool written = write(fd, buffer.bytes, buffer.count) == (ssize_t)buffer.count;
+    free(buffer.bytes);
+    return written;
 }
 
 // ---- the clap.state stream ----

@@ -63,6 +63,14 @@ enum PatchFileResult {
 // SHORT: neither is touched. *curves must be null on entry.
 PatchFileResult PatchFileParse(ByteReader *reader, Patch *patch, Curve **curves);
 
+// The file's block for a patch: PATCH_FILE_MAGIC, version 13, the name and
+// the record behind it, each four bytes earlier than in the Patch, and the
+// last four bytes 0.
+void PatchFileImage(const Patch *patch, uint8_t file[PATCH_BLOCK_SIZE]);
+// Writes the block and then the curve block, each with one write; false on
+// a short write of either.
+bool PatchFileWrite(int fd, const Patch *patch, const Curve *curves);
+
 // ---- the clap.state stream: length, the Patch block, the curves ----
 
 // Writes the stream; false when any part of the block could not be written.

@@ -38,7 +38,7 @@ enum : UIMessage {
     UI_MSG_HOVER = 11,            // answer the cursor in UIPointerInfo.cursor
     UI_MSG_PAINT_CAPTURED = 14,   // data: null; the captured element's overlay, after all others
     UI_MSG_GET_ROLE = 15,         // data: u32 answer
-    UI_MSG_GET_DESCRIPTION = 16,
+    UI_MSG_GET_DESCRIPTION = 16,  // data: char32_t[UI_DESCRIPTION_SIZE], zeroed, to fill
     UI_MSG_CLICKED = 17,          // buttons: released inside after pressing inside
     UI_MSG_PAINT_FACE = 18,       // buttons: draw the face; data null
     UI_MSG_GET_PRESSED_RECT = 19, // buttons: data UIPressedRect, to adjust
@@ -88,7 +88,12 @@ enum : uint32_t {
     UI_ASK_REFRESH = 78,         // argument: a new period in ms, or 0; returns the period
     UI_ASK_OPEN_ADDRESS = 79,    // argument: UI_ADDRESS_*; hands it to the desktop
     UI_ASK_VERSION = 80,         // data: const char *, the descriptor's version text
+    UI_ASK_PATCH_MENU = 81,      // data: the element; opens the patch browser's menu under it
+    UI_ASK_PATCH_STEP = 82,      // argument: 1 next, 0 previous patch of the patch folder
+    UI_ASK_PATCH_NAME = 83,      // data: char[UI_PATCH_NAME_SIZE], the patch's name
 };
+
+enum { UI_PATCH_NAME_SIZE = 100, UI_DESCRIPTION_SIZE = 128 };
 
 enum { UI_ADDRESS_MANUAL = 0, UI_ADDRESS_WEBSITE = 1 };
 

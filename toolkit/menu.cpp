@@ -103,7 +103,7 @@ void UIMenuMeasure(UIMenuItem *items, uint64_t count, int32_t *width, int32_t *h
         for (uint64_t i = first; i < end; i++) {
             columnHeight += items[i].separator ? SEPARATOR_HEIGHT : ITEM_HEIGHT;
             if (items[i].separator) continue;
-            int32_t wanted = UIMeasureText(items[i].text, UI_FONT_SMALL) + TEXT_ROOM;
+            int32_t wanted = UIMeasureText(items[i].text, UI_FONT_SMALL) + TEXT_ROOM + items[i].bold;
             if (wanted > columnWidth) columnWidth = wanted;
         }
         for (uint64_t i = first; i < end; i++) items[i].columnWidth = (uint32_t)columnWidth;
@@ -197,8 +197,11 @@ void UIMenuPaint(UIMenu *menu) {
         uint32_t text = item->disabled ? paletteValues[PAL_TXT_MENU_DISABLED]
                         : hot          ? paletteValues[PAL_TXT_MENU_HOT]
                                        : paletteValues[PAL_TXT_MENU];
-        UIDrawTextLeft(painter, item->text, x + TEXT_INDENT, y, width - TEXT_ROOM, ITEM_HEIGHT,
-                       text, UI_FONT_SMALL, nullptr);
+        // The baked fonts have no bold face: a bold item is the text drawn
+        // again one design pixel to the right.
+        for (int32_t pass = 0; pass <= item->bold; pass++)
+            UIDrawTextLeft(painter, item->text, x + TEXT_INDENT + pass, y, width - TEXT_ROOM,
+                           ITEM_HEIGHT, text, UI_FONT_SMALL, nullptr);
         DrawIcon(painter, item, x + ICON_X, y + ICON_Y,
                  paletteValues[hot ? PAL_MENU_ICON_HOT : PAL_MENU_ICON]);
     });

@@ -20,6 +20,7 @@ struct UIMenuItem {
     uint8_t disabled;      // drawn dim, not selectable
     uint8_t checked;       // a square mark in the icon place
     uint8_t arrowLeft;
+    uint8_t bold;          // drawn twice, one design pixel apart
     uint64_t value;        // handed back for this item when the menu uses values
     uint32_t columnWidth;  // design pixels, set when the menu opens
 };

@@ -35,6 +35,13 @@ struct UIHostWindow {
     void *menuImage;
 
     uint64_t putImageCount;      // full buffers sent to the server, for tests and benchmarks
+
+    // The file dialog's gate, set by the program (null: no dialogs). While
+    // dialogBusy answers true the editor takes no presses, releases, keys or
+    // motion; dialogSettle runs after every event handled, so a finished
+    // choice completes on this thread.
+    bool (*dialogBusy)(void);
+    void (*dialogSettle)(void);
 };
 
 // The size of the main picture at the present scale: the window's size.

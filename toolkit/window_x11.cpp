@@ -355,6 +355,20 @@ static void Button(UIHostWindow *host, const XButtonEvent *event) {
     Hover(host);
 }
 
+static bool HandleEvent(UIHostWindow *host, XEvent *event);
+
+// One event, kept from the editor while a file dialog runs; then a finished
+// dialog completes. True when the editor needs a repaint.
+static bool HandleAndSettle(UIHostWindow *host, XEvent *event) {
+    int type = event->type;
+    bool input = type == ButtonPress || type == ButtonRelease || type == MotionNotify ||
+                 type == KeyPress || type == KeyRelease;
+    bool repaint = false;
+    if (!(input && host->dialogBusy && host->dialogBusy())) repaint = HandleEvent(host, event);
+    if (host->dialogSettle) host->dialogSettle();
+    return repaint;
+}
+
 // One event; true when the editor needs a repaint for it.
 static bool HandleEvent(UIHostWindow *host, XEvent *event) {
     Window target = event->xany.window;
@@ -422,13 +436,13 @@ void UIPumpEvents(UIHostWindow *host) {
         while (XPending(display)) {
             XNextEvent(display, &next);
             if (!(current.type == MotionNotify && next.type == MotionNotify) &&
-                HandleEvent(host, &current)) {
+                HandleAndSettle(host, &current)) {
                 repaint = true;
                 XFlush(display);
             }
             current = next;
         }
-        if (HandleEvent(host, &current)) repaint = true;
+        if (HandleAndSettle(host, &current)) repaint = true;
         if (repaint) {
             XFlush(display);
             UIPaintAll(host->editor, &host->ui, host->plugin, false);

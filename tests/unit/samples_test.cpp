@@ -146,6 +146,14 @@ TEST(SampleIndex, rows_need_a_16_character_section_and_a_name_and_are_sorted_by_
     EXPECT_FALSE(SampleFind(0x1));    // 15 characters
     EXPECT_EQ(zenity.Calls(), "");
 
+    // The first instance loads the index; the last one frees it.
+    SampleIndexFree();
+    clap_host_t host = MakeHost();
+    const clap_plugin_t *plugin = NewPlugin(&host);
+    EXPECT_TRUE(SampleFind(0xA2));
+    plugin->destroy(plugin);
+    EXPECT_EQ(sampleList.count, 0u);
+
     // FNV-1a 64 of "foobar", the tag giving the last four bytes low first.
     EXPECT_EQ(SampleHash((const uint8_t *)"fo", 2, 'o' | 'b' << 8 | 'a' << 16 | 'r' << 24),
               0x85944171F73967E8ull);

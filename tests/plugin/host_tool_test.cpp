@@ -2,6 +2,7 @@
 // commands run as a user runs them.
 #include <gtest/gtest.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,6 +80,26 @@ TEST(HostToolCommand, save_patch_stores_chain_values_name_and_curves) {
     EXPECT_EQ(GetParamValue(*instance, REVERB_MIX), 0.75);
     EXPECT_EQ(GetParamValue(*instance, EFFECT_SLOT_1), double(8.0f / 65536));
     EXPECT_EQ(RunTool({"save-patch", path, "--tempo", "120"}).status, 1);  // an option of another command
+}
+
+TEST(HostToolCommand, sample_import_prints_the_new_id_and_refuses_the_same_file_again) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryHome home;
+    std::string library = home.folder.File("library"), wav = home.folder.File("kick.wav");
+    mkdir(library.c_str(), 0755);
+    home.WriteSettings("[LathemoorFX]\nUserContentStore=" + library + "\n");
+    WriteWav(wav, MakeStereo(64, 0.25f), 48000);
+    ToolRun run = RunTool({"sample", "import", wav, "--tag", "5", "--subcategory", "3"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    ASSERT_EQ(run.output.size(), 17u) << run.output;
+    std::string id = run.output.substr(0, 16);
+    std::vector<uint8_t> index = ReadFileBytes(library + "/index.ini");
+    EXPECT_EQ(std::string(index.begin(), index.end()),
+              "\n[" + id + "]\ncategory=sample\nsubcategory=3\nname=kick\n");
+    EXPECT_EQ(ReadFileBytes(library + "/" + id + ".dat").size(), 24u + 64 * 2 * sizeof(float));
+    run = RunTool({"sample", "import", wav, "--tag", "5", "--name", "Kick"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "lathemoor-host: The sample has already been imported into the library.\n");
 }
 
 TEST(HostToolCommand, render_with_meters_prints_the_compressors_levels_every_second_and_at_the_end) {

@@ -16,6 +16,7 @@
 #include <vector>
 #include "tools/host/art_sheet.h"
 #include "tools/host/host.h"
+#include "tools/host/samples.h"
 #include "tools/png_write.h"
 
 // ---- the demo ----
@@ -99,6 +100,13 @@ static uint32_t ParseCount(const std::string &text, const char *what, uint32_t l
         throw HostError(std::string("bad ") + what + " \"" + text + "\" (1 to " +
                         std::to_string(largest) + ")");
     return uint32_t(value);
+}
+
+static int64_t ParseWhole(const std::string &text, const char *what, int64_t lowest, int64_t highest) {
+    double value = ParseNumber(text, what);
+    if (value < (double)lowest || value > (double)highest || value != floor(value))
+        throw HostError(std::string("bad ") + what + " \"" + text + "\"");
+    return (int64_t)value;
 }
 
 // The value events of the job's chain and settings, for frame 0.
@@ -320,6 +328,12 @@ static void Usage(FILE *to) {
             "    --scale N               at N percent (a temporary HOME holds the setting)\n"
             "    --click X,Y             a left click at device pixel X,Y; repeatable\n"
             "    --drag X,Y,DY           a left press at X,Y, moved by DY down, released\n"
+            "  sample import IN.wav      import a WAV file into the sample library named by\n"
+            "                            \"UserContentStore\"; prints the new id\n"
+            "    --name N                the sample's name (default: the file's)\n"
+            "    --wavetable             import it as a wavetable\n"
+            "    --tag T                 a number that enters the id (default 0)\n"
+            "    --subcategory S         the index's subcategory (default 0)\n"
             "The plug-in is $LATHEMOOR_PLUGIN, else ~/.clap/LathemoorFX.clap, else the one\n"
             "this build made.\n",
             DEFAULT_BLOCK, DEFAULT_PATCH_NAME, DEMO_OUTPUT);
@@ -708,7 +722,9 @@ static bool OptionBelongs(const std::string &option, const std::string &command)
         option == "--curve")
         return command == "render" || command == "save-patch" || command == "gui" ||
                command == "screenshot";
-    if (option == "--name") return command == "save-patch";
+    if (option == "--name") return command == "save-patch" || command == "sample";
+    if (option == "--wavetable" || option == "--tag" || option == "--subcategory")
+        return command == "sample";
     if (option == "--scale") return command == "art-sheet" || command == "screenshot";
     if (option == "--click" || option == "--drag") return command == "screenshot";
     return command == "render";  // --tempo, --block, --rate, --state-out, --meters
@@ -722,6 +738,7 @@ static int Run(int argc, char **argv) {
     uint32_t rate = 0;
     std::optional<int32_t> scale;
     std::vector<PointerAction> actions;
+    SampleImportJob sample;
     for (int i = 1; i < argc; i++) {
         std::string arg = argv[i];
         auto value = [&]() -> std::string {
@@ -761,7 +778,13 @@ static int Run(int argc, char **argv) {
         } else if (arg == "--meters") {
             job.meters = true;
         } else if (arg == "--name") {
-            name = value();
+            name = sample.name = value();
+        } else if (arg == "--wavetable") {
+            sample.wavetable = true;
+        } else if (arg == "--tag") {
+            sample.tag = (uint32_t)ParseWhole(value(), "tag", 0, UINT32_MAX);
+        } else if (arg == "--subcategory") {
+            sample.subcategory = (int32_t)ParseWhole(value(), "subcategory", INT32_MIN, INT32_MAX);
         } else if (arg == "--scale") {
             scale = (int32_t)ParseCount(value(), "scale", 1000);
         } else if (arg == "--click" || arg == "--drag") {
@@ -815,6 +838,11 @@ static int Run(int argc, char **argv) {
     if (command == "screenshot") {
         if (words.size() != 2) throw HostError("screenshot wants OUT.png");
         return CommandScreenshot(job, words[1], scale, actions);
+    }
+    if (command == "sample") {
+        if (words.size() != 3 || words[1] != "import") throw HostError("sample wants import IN.wav");
+        sample.path = words[2];
+        return CommandSampleImport(sample);
     }
     throw HostError("unknown command \"" + command + "\" (see --help)");
 }

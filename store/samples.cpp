@@ -235,11 +235,20 @@ static bool WriteAll(int fd, const char *bytes, size_t length) {
 int SampleIndexAppend(const char *folder, uint64_t id, uint32_t category, int32_t subcategory,
                       const char *name) {
     const char *categoryText = category == SAMPLE_CATEGORY_WAVETABLE ? "wavetable" : "sample";
+    // A name comes from a bank or a file name: a line break in it would add
+    // lines, even whole rows, to the index. Control bytes become blanks.
+    char *clean = strdup(name ? name : "");
+    if (!clean) return 1;
+    for (char *c = clean; *c; c++)
+        if ((unsigned char)*c < 0x20) *c = ' ';
     int length = snprintf(nullptr, 0, ROW_FORMAT, (unsigned long long)id, categoryText,
-                          (int)subcategory, name);
+                          (int)subcategory, clean);
     char *block = (char *)malloc((size_t)length + 1);
-    snprintf(block, (size_t)length + 1, ROW_FORMAT, (unsigned long long)id, categoryText,
-             (int)subcategory, name);
+    if (block)
+        snprintf(block, (size_t)length + 1, ROW_FORMAT, (unsigned long long)id, categoryText,
+                 (int)subcategory, clean);
+    free(clean);
+    if (!block) return 1;
     char *path = JoinPath(folder, INDEX_NAME);
     int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     free(path);

@@ -7,10 +7,10 @@
 
 struct Plugin;
 
-// Runs on the main thread once the file choice has ended: fd is the opened
-// file (the completion closes it), or -1 when the choice was cancelled or the
-// file could not be opened; path is the chosen path (null on a cancel), freed
-// after the completion returns.
+// Runs on the main thread once a file was chosen: fd is the opened file (the
+// completion closes it), or -1 when it could not be opened; path is the
+// chosen path, freed after the completion returns. A cancelled choice runs no
+// completion: userData, a malloc'd block or null, is freed instead.
 typedef void (*DialogCompletion)(Plugin *plugin, void *userData, int fd, const char *path);
 
 // Shows the text and goes on at once. May be called from the bank worker.
@@ -18,7 +18,8 @@ void DialogError(const char *text);
 // Asks yes or no and waits; true for yes, also when zenity is missing.
 bool DialogQuestion(const char *text);
 // Starts a file choice in the "UserPatches" folder on a thread of its own.
-// save: a save dialog that appends the extension when the path lacks it.
+// save: a save dialog that appends the extension (a static text) when the
+// path lacks it.
 // False when a dialog is already running (nothing starts then).
 bool DialogFile(Plugin *plugin, bool save, const char *filterName, const char *extension,
                 bool wantSlash, DialogCompletion completion, void *userData);

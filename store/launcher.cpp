@@ -12,12 +12,15 @@ void OpenExternal(const char32_t *address) {
     for (; address && address[length] && length < LAUNCHER_ADDRESS_MAX; length++)
         narrow[length] = (char)address[length];
     narrow[length] = 0;
+    const char *const argv[] = {"xdg-open", narrow, nullptr};
+    LaunchDetached("xdg-open", argv);
+}
+
+void LaunchDetached(const char *program, const char *const argv[]) {
     pid_t child = fork();
     if (child < 0) return;
     if (child == 0) {
-        if (fork() == 0) {
-            execlp("xdg-open", "xdg-open", narrow, (char *)nullptr);
-        }
+        if (fork() == 0) execvp(program, (char *const *)argv);
         _exit(0);
     }
     waitpid(child, nullptr, 0);

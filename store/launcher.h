@@ -8,3 +8,7 @@ enum { LAUNCHER_ADDRESS_MAX = 250 };
 // Nothing is reported: a failed fork, a missing opener or one that fails
 // all pass silently.
 void OpenExternal(const char32_t *address);
+
+// Runs the program (found on PATH) with argv and forgets it, the same way:
+// nothing waits for it and nothing is left behind when it ends.
+void LaunchDetached(const char *program, const char *const argv[]);

@@ -54,3 +54,44 @@ void TempHome::WriteWholeFile(const std::string &path, const std::string &bytes)
     EXPECT_EQ(write(fd, bytes.data(), bytes.size()), (ssize_t)bytes.size());
     close(fd);
 }
+
+FakeZenity::FakeZenity(const TempHome &home) : folder(home.home + "/fake-bin") {
+    mkdir(folder.c_str(), 0755);
+    std::string script = folder + "/zenity";
+    TempHome::WriteWholeFile(script,
+        "#!/bin/sh\n"
+        "dir=$(dirname \"$0\")\n"
+        "{ printf '%s' \"$PWD\"; for a; do printf '|%s' \"$a\"; done; printf '\\n'; } >>\"$dir/log\"\n"
+        "[ -f \"$dir/answer\" ] && cat \"$dir/answer\"\n"
+        "exit $(cat \"$dir/status\" 2>/dev/null || echo 0)\n");
+    chmod(script.c_str(), 0755);
+    const char *path = getenv("PATH");
+    oldPath = path ? path : "/usr/bin:/bin";
+    setenv("PATH", (folder + ":" + oldPath).c_str(), 1);
+}
+
+FakeZenity::~FakeZenity() {
+    setenv("PATH", oldPath.c_str(), 1);
+}
+
+void FakeZenity::Answer(const std::string &text, int status) const {
+    TempHome::WriteWholeFile(folder + "/answer", text);
+    TempHome::WriteWholeFile(folder + "/status", std::to_string(status) + "\n");
+}
+
+std::string FakeZenity::Calls() const {
+    std::string log = TempHome::ReadWholeFile(folder + "/log");
+    return log == "<none>" ? "" : log;
+}
+
+std::string FakeZenity::WaitForCalls(size_t count) const {
+    std::string log;
+    for (int tries = 0; tries < 500; tries++) {
+        log = Calls();
+        size_t lines = 0;
+        for (char c : log) lines += c == '\n';
+        if (lines >= count) break;
+        usleep(10000);
+    }
+    return log;
+}

@@ -32,3 +32,20 @@ struct TempHome {
     static std::string ReadWholeFile(const std::string &path);  // "<none>" when it can't be opened
     static void WriteWholeFile(const std::string &path, const std::string &bytes);
 };
+
+// A `zenity` of the test's own, first on PATH for as long as this lives. Each
+// run appends one line to the log: its working folder, then its arguments,
+// all separated by "|". It prints the answer set by Answer and exits with its
+// status (a question's no is status 1).
+struct FakeZenity {
+    std::string folder, oldPath;
+
+    explicit FakeZenity(const TempHome &home);
+    ~FakeZenity();
+    FakeZenity(const FakeZenity &) = delete;
+    void Answer(const std::string &text, int status = 0) const;
+    std::string Calls() const;
+    // The log once it holds `count` runs (a message is not waited for by the
+    // program), or as it stands after five seconds.
+    std::string WaitForCalls(size_t count) const;
+};

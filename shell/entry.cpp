@@ -9,6 +9,7 @@
 #include "engine/engine.h"
 #include "shell/plugin.h"
 #include "shell/whole_patch.h"
+#include "store/samples.h"
 #include "store/settings.h"
 #include "toolkit/font.h"
 #include "toolkit/images.h"
@@ -76,12 +77,14 @@ static void StartProcessWideState(void) {
     UIPaletteReload();
     srand((unsigned)time(nullptr));
     pthread_mutex_init(&globals.paramLock, nullptr);
+    SampleIndexLoad();
 }
 
 static void EndProcessWideState(void) {
     free(globals.instances);
     globals.instances = nullptr;
     globals.instanceCapacity = 0;
+    SampleIndexFree();
     pthread_mutex_destroy(&globals.paramLock);
     UIImagesFree();
 }

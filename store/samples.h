@@ -48,3 +48,6 @@ int SampleIndexAppend(const char *folder, uint64_t id, uint32_t category, int32_
 // without the row, removes the `.dat` file and reloads; every failure is told
 // through the error dialog.
 void SampleDelete(uint64_t id);
+// Adds a row of the factory ROM: kept across every load of the index, marked
+// `factory`, refused by SampleDelete.
+void SampleAddFactoryRow(uint64_t id, uint32_t category, int32_t subcategory, const char *name);

@@ -280,7 +280,7 @@ static bool NameIsSafe(const BankRecordHeader *header) {
 }
 
 char *BankImportTarget(const char *patchFolder, const char *bankPath) {
-    if (!patchFolder || !bankPath) return nullptr;
+    if (!patchFolder || !*patchFolder || !bankPath) return nullptr;
     const char *slash = strrchr(bankPath, '/');
     const char *stem = slash ? slash + 1 : bankPath;
     const char *dot = strrchr(stem, '.');

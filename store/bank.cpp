@@ -298,6 +298,16 @@ struct BankContents {
     uint64_t patchBytes, sampleBytes;
 };
 
+// A header the import can act on: the magic, a known type, a size within the
+// limit (none for a folder), and a safe name for anything but a sample.
+static bool RecordIsValid(const BankRecordHeader *header) {
+    if (header->magic != PATCH_MAGIC || header->size > BANK_MAX_DATA) return false;
+    if (header->type == BANK_RECORD_SAMPLE) return true;
+    if (header->type == BANK_RECORD_FOLDER && header->size != 0) return false;
+    if (header->type != BANK_RECORD_FOLDER && header->type != BANK_RECORD_PATCH) return false;
+    return NameIsSafe(header);
+}
+
 // The scan pass: null when every record is acceptable, else the message. A
 // bank with one unacceptable name is refused whole here, before the question
 // and before anything is written.
@@ -308,20 +318,16 @@ static const char *ScanBank(int in, BankContents *contents) {
         ssize_t got = ReadFull(in, &header, sizeof header);
         if (got < 0) return IMPORT_ACCESS_FAILED;
         if (got < (ssize_t)sizeof header) return nullptr;
-        if (header.magic != PATCH_MAGIC || header.size > BANK_MAX_DATA) return IMPORT_INVALID;
+        if (!RecordIsValid(&header)) return IMPORT_INVALID;
         if (header.type == BANK_RECORD_PATCH) {
             contents->patches++;
             contents->patchBytes += header.size;
         } else if (header.type == BANK_RECORD_SAMPLE) {
             contents->samples++;
             contents->sampleBytes += header.size;
-        } else if (header.type == BANK_RECORD_FOLDER) {
-            if (header.size != 0) return IMPORT_INVALID;
-            contents->folders++;
         } else {
-            return IMPORT_INVALID;
+            contents->folders++;
         }
-        if (header.type != BANK_RECORD_SAMPLE && !NameIsSafe(&header)) return IMPORT_INVALID;
         if (lseek(in, (off_t)header.size, SEEK_CUR) < 0) return IMPORT_ACCESS_FAILED;
     }
 }
@@ -457,6 +463,8 @@ static const char *ExtractBank(BankJob *job, int in, int target) {
         if (Cancelled(job)) return nullptr;
         BankRecordHeader header;
         if (ReadFull(in, &header, sizeof header) != (ssize_t)sizeof header) return nullptr;
+        // Checked again: the file may have changed since the scan.
+        if (!RecordIsValid(&header)) return IMPORT_INVALID;
         const char *error = nullptr;
         bool stop = false;
         if (header.type == BANK_RECORD_FOLDER) {

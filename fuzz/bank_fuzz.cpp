@@ -65,6 +65,8 @@ static bool LibraryOnly(const char *name) {
 
 static bool Yes(const char *) { return true; }
 
+static void RemoveRoot() { nftw(root, RemoveOne, 16, FTW_DEPTH | FTW_PHYS); }
+
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     snprintf(root, sizeof root, "/tmp/bank-fuzz-%d", (int)getpid());
     snprintf(user, sizeof user, "%s/user", root);
@@ -75,6 +77,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     mkdir(user, 0755);
     mkdir(library, 0755);
     mkdir(canary, 0755);
+    atexit(RemoveRoot);
     return 0;
 }
 

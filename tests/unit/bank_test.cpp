@@ -161,11 +161,12 @@ TEST(Banks, three_levels_below_the_root_and_no_more) {
     EXPECT_EQ(home.Import(bank), "");
     EXPECT_EQ(Tree(home.user + "/deep"), "/a/\n/a/b/\n/a/b/c/\n/a/b/c/d.synthpatch=three\n");
 
-    std::string folders = Record(BANK_RECORD_FOLDER, "a", "") + Record(BANK_RECORD_FOLDER, "a\x1C" "b", "") +
-                          Record(BANK_RECORD_FOLDER, "a\x1C" "b\x1C" "c", "");
-    Put(home.home + "/three.synthbank", folders + Record(BANK_RECORD_PATCH, "a\x1C" "b\x1C" "c\x1C" "d.synthpatch", "x"));
+    const std::string a = "a\x1C", ab = a + "b\x1C", abc = ab + "c\x1C";
+    std::string folders = Record(BANK_RECORD_FOLDER, "a", "") + Record(BANK_RECORD_FOLDER, a + "b", "") +
+                          Record(BANK_RECORD_FOLDER, ab + "c", "");
+    Put(home.home + "/three.synthbank", folders + Record(BANK_RECORD_PATCH, abc + "d.synthpatch", "x"));
     EXPECT_EQ(home.Import(home.home + "/three.synthbank"), "");
-    Put(home.home + "/four.synthbank", folders + Record(BANK_RECORD_PATCH, "a\x1C" "b\x1C" "c\x1C" "d\x1C" "e.synthpatch", "x"));
+    Put(home.home + "/four.synthbank", folders + Record(BANK_RECORD_PATCH, abc + "d\x1C" "e.synthpatch", "x"));
     EXPECT_EQ(home.Import(home.home + "/four.synthbank"), INVALID);
 }
 

@@ -10,7 +10,7 @@ out=build-fuzz
 CC=clang CXX=clang++ cmake -S . -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DLATHEMOOR_FUZZ=ON -DLATHEMOOR_TESTS=OFF -DLATHEMOOR_BENCH=OFF \
     -DLATHEMOOR_SANITIZE=address,undefined >/dev/null
-targets="wav_fuzz png_fuzz ini_fuzz ui_fuzz state_fuzz patch_fuzz sample_import_fuzz"
+targets="wav_fuzz png_fuzz ini_fuzz ui_fuzz state_fuzz patch_fuzz sample_import_fuzz bank_fuzz"
 cmake --build "$out" -j"$(nproc 2>/dev/null || echo 2)" --target $targets
 
 for name in $targets; do

@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include "engine/engine.h"
+#include "shell/banks.h"
 #include "shell/plugin.h"
 #include "shell/whole_patch.h"
 #include "store/dialogs.h"
@@ -142,6 +143,7 @@ static void PluginDestroy(const clap_plugin_t *clapPlugin) {
     // A host should have destroyed the editor first; its X resources must
     // not outlive the instance either way.
     PLUGIN_GUI.destroy(clapPlugin);
+    BankWorkerEnd(plugin);
     if (plugin->initialised) {
         CurvesFree(&plugin->context.curves);
         EngineDestroy(&plugin->context);

@@ -75,6 +75,9 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
         if (editor && argument >= 0 && argument < 3) EngineEqResponse(editor, (int32_t)argument);
         return 0;
     case UI_ASK_AUDIO_ACTIVE:
+        // A bank worker's wait page paints on every tick, as it is where
+        // the worker's end is noticed.
+        if (plugin && plugin->bankWorker) return 1;
         return editor && editor->meter && editor->meter->audioActive;
     case UI_ASK_INDICATION:
         if (parameter && editor && editor->meter) {

@@ -75,6 +75,11 @@ struct Plugin {
     uint8_t guiTimerRegistered, guiFdRegistered;
     uint8_t metersRequested;          // orwen.meters: measure while no editor shows
     char32_t *patchPath;              // the patch file the browser loaded last, or null
+
+    struct BankWorker *bankWorker;    // a bank export or import not yet joined, or null
+    uint8_t bankWorkerDone;           // set by the worker as it ends (atomic)
+    uint8_t bankCancel;               // read by the worker between blocks (atomic)
+    const char *bankError;            // the worker's message (static text), null for none
 };
 
 struct PluginGlobals {

@@ -118,3 +118,28 @@ TEST(HostToolCommand, render_with_meters_prints_the_compressors_levels_every_sec
 }
 
 }  // namespace
+
+namespace {
+
+// The bank command on a HOME of the test's own: messages on the error
+// stream with status 1, the question printed and taken as yes.
+TEST(HostToolCommand, bank_export_and_import_run_as_the_plug_in_does) {
+    SKIP_WITHOUT_TOOL();
+    TemporaryHome home;
+    const TemporaryFolder &folder = home.folder;
+    for (const char *name : {"user", "source", "empty"}) mkdir(folder.File(name).c_str(), 0755);
+    home.WriteSettings("[LathemoorFX]\nUserPatches=" + folder.File("user") + "\n");
+    WriteFileBytes(folder.File("source/p.synthpatch"), {1, 2, 3});
+    ToolRun empty = RunTool({"bank", "export", folder.File("empty"), folder.File("e.synthbank")});
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_EQ(empty.output, "No patches were found in the folder. The bank was not saved.\n");
+    ToolRun exported = RunTool({"bank", "export", folder.File("source"), folder.File("Set.synthbank")});
+    EXPECT_EQ(exported.status, 0) << exported.output;
+    ToolRun imported = RunTool({"bank", "import", folder.File("Set.synthbank")});
+    EXPECT_EQ(imported.status, 0) << imported.output;
+    EXPECT_EQ(imported.output.find("This bank contains 1 patch (0.00 MB), 0 folders and 0 samples (0.00 MB). "
+                                   "The bank will be imported to: " + folder.File("user") + "/Set/\r\nContinue?\n"), 0u);
+    EXPECT_EQ(ReadFileBytes(folder.File("user/Set/p.synthpatch")), std::vector<uint8_t>({1, 2, 3}));
+}
+
+}  // namespace

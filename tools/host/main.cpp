@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 #include "tools/host/art_sheet.h"
+#include "tools/host/banks.h"
 #include "tools/host/host.h"
 #include "tools/host/samples.h"
 #include "tools/png_write.h"
@@ -323,6 +324,11 @@ static void Usage(FILE *to) {
             "  gui [IN.wav]              open the editor in a window; plays the file (or\n"
             "                            silence) through the plug-in in real time; takes\n"
             "                            --set, --chain, --patch, --state-in and --curve\n"
+            "  bank export FOLDER OUT.synthbank\n"
+            "                            a patch folder and its subfolders as one bank file\n"
+            "  bank import IN.synthbank  the bank's patches into \"UserPatches\"/<name>/, its\n"
+            "                            samples into the library; prints the question and\n"
+            "                            goes on\n"
             "  screenshot OUT.png        the editor under DISPLAY, saved as the user sees it,\n"
             "                            after a second of the demo; takes the sound options\n"
             "    --scale N               at N percent (a temporary HOME holds the setting)\n"
@@ -831,6 +837,7 @@ static int Run(int argc, char **argv) {
         if (words.size() != 2) throw HostError("art-sheet wants OUT.png");
         return CommandArtSheet(words[1], scale.value_or(100));
     }
+    if (command == "bank") return CommandBank(words);
     if (command == "gui") {
         if (words.size() > 2) throw HostError("gui takes at most one file name");
         return CommandGui(job, words.size() == 2 ? words[1] : "");

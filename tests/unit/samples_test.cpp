@@ -185,7 +185,7 @@ TEST(SampleIndex, delete_asks_keeps_a_backup_and_refuses_gone_and_factory_rows) 
     SampleIndexLoad();
     ASSERT_TRUE(SampleFind(0xF0000000000000B3ull));
     SampleDelete(0xF0000000000000B3ull);
-    std::string calls = zenity.WaitForCalls(5);   // the question spans two lines, twice
+    std::string calls = zenity.WaitForCalls(6);   // two questions of two lines, two messages
     EXPECT_NE(calls.find("|--question|--text|Delete the sample? \nAll patches that use it will break."),
               std::string::npos) << calls;
     EXPECT_NE(calls.find("|This sample has already been deleted.\n"), std::string::npos) << calls;

@@ -1,16 +1,20 @@
 #!/bin/sh
-# Builds every libFuzzer target with clang (AddressSanitizer and UBSan on, see
-# fuzz/CMakeLists.txt) and runs each for a while: FUZZ_SECONDS (default 20).
+# Builds the libFuzzer targets with clang (AddressSanitizer and UBSan on, see
+# fuzz/CMakeLists.txt) and runs each in turn for a while.
+#   fuzz/run.sh [SECONDS [TARGET...]]
+# SECONDS per target (default FUZZ_SECONDS, else 20); the targets named, or
+# all of them.
 # Corpora grow in build-fuzz/ and are not kept in the repository; a target's
 # seed files, if any, stand in fuzz/corpus/ under its name without "_fuzz".
 set -eu
 cd "$(dirname "$0")/.."
-seconds=${FUZZ_SECONDS:-20}
+seconds=${1:-${FUZZ_SECONDS:-20}}
 out=build-fuzz
 CC=clang CXX=clang++ cmake -S . -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DLATHEMOOR_FUZZ=ON -DLATHEMOOR_TESTS=OFF -DLATHEMOOR_BENCH=OFF \
     -DLATHEMOOR_SANITIZE=address,undefined >/dev/null
 targets="wav_fuzz png_fuzz ini_fuzz ui_fuzz state_fuzz patch_fuzz sample_import_fuzz bank_fuzz"
+[ $# -gt 1 ] && shift && targets="$*"
 cmake --build "$out" -j"$(nproc 2>/dev/null || echo 2)" --target $targets
 
 for name in $targets; do

@@ -106,15 +106,16 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
                     context->dryBlock, count);
         engine->unitPosition += count;
 
-        // The gain is worked out again only when Post Gain moves, and unity
-        // gain (Post Gain 0.5) leaves the audio untouched, tiny values included.
+        // The gain is worked out again only when Post Gain moves. It is applied
+        // also at unity (Post Gain 0.5): the multiply, under the flush-to-zero
+        // mode, turns denormal input that passed empty slots into zero, so that
+        // no denormal reaches the host; every other sample stays exact.
         if (live[PARAM_POST_GAIN] != engine->postGainValue || !engine->postGainKnown) {
             engine->postGainValue = live[PARAM_POST_GAIN];
             engine->postGain = DecibelsToGain(DialDecibels(engine->postGainValue));
             engine->postGainKnown = 1;
         }
-        if (engine->postGain != 1.0f)
-            for (int i = 0; i < 2 * count; i++) block[i] *= engine->postGain;
+        for (int i = 0; i < 2 * count; i++) block[i] *= engine->postGain;
 
         remaining -= count;
         block += 2 * count;

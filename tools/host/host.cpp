@@ -69,6 +69,37 @@ void ClosePlugin(PluginLibrary *library) {
     library->descriptor = nullptr;
 }
 
+std::vector<std::string> ScanPlugin(const std::string &path) {
+    void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) {
+        const char *why = dlerror();
+        throw HostError(path + ": cannot load: " + (why ? why : "unknown reason"));
+    }
+    std::string failure;
+    std::vector<std::string> ids;
+    auto entry = (const clap_plugin_entry_t *)dlsym(handle, "clap_entry");
+    if (!entry || !entry->init || !entry->get_factory || !entry->deinit) {
+        failure = "no usable clap_entry";
+    } else if (!entry->init(path.c_str())) {
+        failure = "clap_entry.init failed";
+    } else {
+        auto factory = (const clap_plugin_factory_t *)entry->get_factory(CLAP_PLUGIN_FACTORY_ID);
+        uint32_t count = factory ? factory->get_plugin_count(factory) : 0;
+        if (!count) failure = "no plug-in factory, or one without plug-ins";
+        for (uint32_t i = 0; i < count && failure.empty(); i++) {
+            const clap_plugin_descriptor_t *d = factory->get_plugin_descriptor(factory, i);
+            if (!d || !d->id || !d->name || !d->version)
+                failure = "descriptor " + std::to_string(i) + " lacks its id, name or version";
+            else
+                ids.push_back(d->id);
+        }
+        entry->deinit();
+    }
+    dlclose(handle);
+    if (!failure.empty()) throw HostError(path + ": " + failure);
+    return ids;
+}
+
 std::string DefaultPluginPath() {
     const char *fromEnvironment = getenv("LATHEMOOR_PLUGIN");
     if (fromEnvironment && *fromEnvironment) return fromEnvironment;

@@ -36,6 +36,11 @@ struct PluginLibrary {
 std::unique_ptr<PluginLibrary> OpenPlugin(const std::string &path);
 // deinit, then dlclose.
 void ClosePlugin(PluginLibrary *library);
+// What a host's scan does, on a handle of its own: dlopen (RTLD_NOW |
+// RTLD_LOCAL), clap_entry's init, the plug-in factory, every descriptor,
+// deinit, dlclose. Answers the plug-in ids read; throws HostError when a step
+// fails or a descriptor lacks its id, name or version.
+std::vector<std::string> ScanPlugin(const std::string &path);
 
 // $LATHEMOOR_PLUGIN if set, else ~/.clap/LathemoorFX.clap if it exists, else the
 // one this build made.
@@ -247,8 +252,8 @@ std::vector<ParamSetting> ChainSettings(const std::string &chain);
 // every write whole; nullopt when save answers false.
 std::optional<std::vector<uint8_t>> SaveState(const Instance &instance);
 // clap.state load from memory, through a stream that gives each read all it
-// asks for while bytes remain.
-bool LoadState(const Instance &instance, const std::vector<uint8_t> &bytes);
+// asks for while bytes remain, or at most `chunk` bytes a read.
+bool LoadState(const Instance &instance, const std::vector<uint8_t> &bytes, size_t chunk = SIZE_MAX);
 // clap.preset-load.draft/2 from_location for a file; false also when the
 // plug-in does not offer the extension.
 bool LoadPresetFile(const Instance &instance, const std::string &path);

@@ -19,12 +19,14 @@ namespace {
 struct MemoryInput {
     const std::vector<uint8_t> *bytes;
     size_t position;
+    size_t chunk;  // the most one read gives
 };
 
 int64_t ReadMemory(const clap_istream_t *stream, void *buffer, uint64_t size) {
     MemoryInput *input = (MemoryInput *)stream->ctx;
     size_t remaining = input->bytes->size() - input->position;
     size_t n = size < remaining ? size_t(size) : remaining;
+    if (n > input->chunk) n = input->chunk;
     if (n) memcpy(buffer, input->bytes->data() + input->position, n);
     input->position += n;
     return int64_t(n);
@@ -143,9 +145,9 @@ std::optional<std::vector<uint8_t>> SaveState(const Instance &instance) {
     return bytes;
 }
 
-bool LoadState(const Instance &instance, const std::vector<uint8_t> &bytes) {
+bool LoadState(const Instance &instance, const std::vector<uint8_t> &bytes, size_t chunk) {
     if (!instance.plugin || !instance.state) throw HostError("the plug-in offers no clap.state");
-    MemoryInput input = {&bytes, 0};
+    MemoryInput input = {&bytes, 0, chunk};
     clap_istream_t stream = {&input, ReadMemory};
     return instance.state->load(instance.plugin, &stream);
 }

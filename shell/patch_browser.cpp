@@ -442,14 +442,6 @@ void PatchNameFromPath(Plugin *plugin, const char32_t *path) {
 
 // ---- the undo list ----
 
-static bool ReadFromBytes(void *context, void *bytes, size_t length) {
-    ByteReader *reader = (ByteReader *)context;
-    if (reader->size - reader->position < length) return false;
-    memcpy(bytes, reader->data + reader->position, length);
-    reader->position += length;
-    return true;
-}
-
 void PatchSnapshotRestore(Plugin *plugin, int32_t index) {
     if (index < 0 || index >= UNDO_DEPTH || !plugin->undoStack[index].bytes) return;
     // PushUndo shifts the list, so the entry is copied out first.
@@ -477,7 +469,7 @@ void PatchSnapshotRestore(Plugin *plugin, int32_t index) {
     // The commit swaps the curves in under engineLock; an entry without a
     // readable curve block gives the default curves, so the sound stays whole.
     Curve *fresh = nullptr;
-    if (!CurvesRead(&fresh, ReadFromBytes, &reader)) CurvesReset(&fresh);
+    if (!CurvesRead(&fresh, ByteReaderTransfer, &reader)) CurvesReset(&fresh);
     free(bytes);
     PatchCommit(plugin, fresh, &patch);
     plugin->gui.ui.needsRepaint = 1;

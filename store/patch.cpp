@@ -41,7 +41,7 @@ void PatchSetName(Patch *patch, const char *name) {
 
 // ---- .synthpatch files ----
 
-static bool ReadFromBuffer(void *context, void *bytes, size_t length) {
+bool ByteReaderTransfer(void *context, void *bytes, size_t length) {
     ByteReader *reader = (ByteReader *)context;
     if (reader->size - reader->position < length) return false;
     memcpy(bytes, reader->data + reader->position, length);
@@ -66,11 +66,11 @@ uint8_t *PatchFileReadAll(int fd, size_t *size) {
 
 PatchFileResult PatchFileParse(ByteReader *reader, Patch *patch, Curve **curves) {
     uint8_t file[PATCH_BLOCK_SIZE];
-    if (!ReadFromBuffer(reader, file, sizeof file)) return PATCH_FILE_SHORT;
+    if (!ByteReaderTransfer(reader, file, sizeof file)) return PATCH_FILE_SHORT;
     uint64_t magic, version;
     memcpy(&magic, file, 8);
     memcpy(&version, file + 8, 8);
-    if (magic != PATCH_FILE_MAGIC || version >= 14 || !CurvesRead(curves, ReadFromBuffer, reader)) {
+    if (magic != PATCH_FILE_MAGIC || version >= 14 || !CurvesRead(curves, ByteReaderTransfer, reader)) {
         CurvesReset(curves);
         return PATCH_FILE_REFUSED;
     }
@@ -94,18 +94,11 @@ void PatchFileImage(const Patch *patch, uint8_t file[PATCH_BLOCK_SIZE]) {
     memcpy(file + FILE_NAME_OFFSET + PATCH_NAME_SIZE, patch->values, PATCH_RECORD_BYTES);
 }
 
-// The curve block gathers in memory first, so that it reaches the file in
-// one write and a short write is seen as such.
-struct GrowingBuffer {
-    uint8_t *bytes;
-    size_t count, capacity;
-};
-
-static bool WriteToBuffer(void *context, void *bytes, size_t length) {
-    GrowingBuffer *buffer = (GrowingBuffer *)context;
-    ArrayReserve(&buffer->bytes, &buffer->capacity, buffer->count + length);
-    memcpy(buffer->bytes + buffer->count, bytes, length);
-    buffer->count += length;
+bool ByteWriterTransfer(void *context, void *bytes, size_t length) {
+    ByteWriter *buffer = (ByteWriter *)context;
+    ArrayReserve(&buffer->data, &buffer->capacity, buffer->size + length);
+    memcpy(buffer->data + buffer->size, bytes, length);
+    buffer->size += length;
     return true;
 }
 
@@ -113,10 +106,12 @@ bool PatchFileWrite(int fd, const Patch *patch, const Curve *curves) {
     uint8_t file[PATCH_BLOCK_SIZE];
     PatchFileImage(patch, file);
     if (write(fd, file, sizeof file) != (ssize_t)sizeof file) return false;
-    GrowingBuffer buffer = {};
-    CurvesWrite(curves, WriteToBuffer, &buffer);
-    bool written = write(fd, buffer.bytes, buffer.count) == (ssize_t)buffer.count;
-    free(buffer.bytes);
+    // The curve block gathers in memory first, so that it reaches the file
+    // in one write and a short write is seen as such.
+    ByteWriter buffer = {};
+    CurvesWrite(curves, ByteWriterTransfer, &buffer);
+    bool written = write(fd, buffer.data, buffer.size) == (ssize_t)buffer.size;
+    free(buffer.data);
     return written;
 }
 

@@ -36,6 +36,17 @@ struct ByteReader {
     size_t position, size;
 };
 
+// A byte buffer in memory that grows as it is written.
+struct ByteWriter {
+    uint8_t *data;
+    size_t size, capacity;
+};
+
+// CurveTransfer functions over memory: a read that the reader cannot serve
+// whole fails; a write always succeeds (the buffer grows).
+bool ByteReaderTransfer(void *reader, void *bytes, size_t length);
+bool ByteWriterTransfer(void *writer, void *bytes, size_t length);
+
 // A new instance's block: magic, version, the name "init", the defaults of the
 // parameter table, everything else zero.
 void PatchFillDefault(Patch *patch);

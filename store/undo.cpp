@@ -5,29 +5,15 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "vocabulary/grow.h"
-
-struct GrowingBuffer {
-    uint8_t *data;
-    size_t size, capacity;
-};
-
-static bool WriteToBuffer(void *context, void *bytes, size_t length) {
-    GrowingBuffer *buffer = (GrowingBuffer *)context;
-    ArrayReserve(&buffer->data, &buffer->capacity, buffer->size + length);
-    memcpy(buffer->data + buffer->size, bytes, length);
-    buffer->size += length;
-    return true;
-}
 
 void UndoStackPush(UndoEntry stack[UNDO_DEPTH], const Patch *patch, const Curve *curves) {
     free(stack[UNDO_DEPTH - 1].bytes);
     memmove(&stack[1], &stack[0], (UNDO_DEPTH - 1) * sizeof(UndoEntry));
-    GrowingBuffer entry = {};
-    WriteToBuffer(&entry, (void *)patch->name, strnlen(patch->name, PATCH_NAME_SIZE - 1));
-    WriteToBuffer(&entry, (void *)"", 1);
-    WriteToBuffer(&entry, (void *)patch->values, sizeof patch->values);
-    CurvesWrite(curves, WriteToBuffer, &entry);
+    ByteWriter entry = {};
+    ByteWriterTransfer(&entry, (void *)patch->name, strnlen(patch->name, PATCH_NAME_SIZE - 1));
+    ByteWriterTransfer(&entry, (void *)"", 1);
+    ByteWriterTransfer(&entry, (void *)patch->values, sizeof patch->values);
+    CurvesWrite(curves, ByteWriterTransfer, &entry);
     stack[0] = {entry.data, (uint32_t)entry.size};
 }
 

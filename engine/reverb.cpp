@@ -284,6 +284,17 @@ static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, floa
     return true;
 }
 
+// The tank in stages over runs of frames. In a run that no line's end
+// interrupts, each frame reads its lines' oldest elements, which the run has
+// not yet written, so every read of an unmodulated line is known before the
+// run starts. What depends on earlier frames of the run is small: the three
+// one-poles and the LFO phase, which run frame by frame in one loop, and the
+// modulated all-passes, whose reads may reach frames that the run has just
+// written. Everything else runs as whole-run loops over local arrays, which
+// the compiler turns into vector code. Each sample sees the same arithmetic
+// in the same order as in a plain per-frame loop, so the results are the same
+// to the bit.
+//
 // `in` holds the predelay's output for the SubBlock's frames.
 static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, float *frames,
                     int count) {
@@ -303,6 +314,7 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
     ListTankLines(&l, lines);
     for (int done = 0; done < count;) {
         int run = FramesBeforeAnEnd(lines, TANK_LINES, count - done);
+        const size_t bytes = run * sizeof(float);
         float *diffuser1 = NextWrite(&l.diffuser1), *diffuser2 = NextWrite(&l.diffuser2);
         float *diffuser3 = NextWrite(&l.diffuser3), *diffuser4 = NextWrite(&l.diffuser4);
         float *apA = NextWrite(&l.apA), *dlB = NextWrite(&l.dlB), *apC = NextWrite(&l.apC);
@@ -310,47 +322,80 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
         float *apG = NextWrite(&l.apG), *dlH = NextWrite(&l.dlH);
         const float apAStart = (float)l.apA.writeIndex, apEStart = (float)l.apE.writeIndex;
 
+        // The oldest elements of the unmodulated lines, one per frame.
+        float d1[SUBBLOCK_FRAMES], d2[SUBBLOCK_FRAMES], d3[SUBBLOCK_FRAMES], d4[SUBBLOCK_FRAMES];
+        float b[SUBBLOCK_FRAMES], c[SUBBLOCK_FRAMES], d[SUBBLOCK_FRAMES];
+        float f[SUBBLOCK_FRAMES], g[SUBBLOCK_FRAMES], h[SUBBLOCK_FRAMES];
+        memcpy(d1, diffuser1, bytes), memcpy(d2, diffuser2, bytes);
+        memcpy(d3, diffuser3, bytes), memcpy(d4, diffuser4, bytes);
+        memcpy(b, dlB, bytes), memcpy(c, apC, bytes), memcpy(d, dlD, bytes);
+        memcpy(f, dlF, bytes), memcpy(g, apG, bytes), memcpy(h, dlH, bytes);
+
+        // The recursions that run frame by frame: the band-limiting one-pole
+        // on the mono input, the LFO phase, and the damping one-poles on the
+        // oldest elements of dlB and dlF.
+        float bandLimited[SUBBLOCK_FRAMES], angle[SUBBLOCK_FRAMES];
+        float damped1[SUBBLOCK_FRAMES], damped2[SUBBLOCK_FRAMES];
         for (int i = 0; i < run; i++) {
             float x = (in[done + i][0] + in[done + i][1]) * 0.5f;
-            OnePoleLowPass(bandwidth, &bandwidthState, x);
-
-            float angle = phase * LFO_WRAP;
-            float mA = (FastCos(angle) + 1.0f) * lfoDepth;
-            float mE = (FastSin(angle) + 1.0f) * lfoDepth;
+            bandLimited[i] = OnePoleLowPass(bandwidth, &bandwidthState, x);
+            angle[i] = phase * LFO_WRAP;
             phase += lfoRate;
             if (phase > LFO_WRAP) phase -= LFO_WRAP;
-
-            float d1 = diffuser1[i], d2 = diffuser2[i], d3 = diffuser3[i], d4 = diffuser4[i];
-            float b = dlB[i], c = apC[i], d = dlD[i], f = dlF[i], g = apG[i], h = dlH[i];
-            float mAout = ReadDelayLine(&l.apA, apAStart + (float)i, mA);
-            float mEout = ReadDelayLine(&l.apE, apEStart + (float)i, mE);
-
-            // Input diffusion: four all-passes in series.
-            float w1 = bandwidthState - c1 * d1;
-            float w2 = (w1 - d2) * c1 + d1;
-            float w3 = d2 - c2 * d3 + c1 * w2;
-            float w4 = (w3 - d4) * c2 + d3;
-            float y = c2 * w4 + d4;
-            diffuser1[i] = w1, diffuser2[i] = w2, diffuser3[i] = w3, diffuser4[i] = w4;
-
-            // Left half, fed from the right half's end.
-            float wA = decay * h + y + c3 * mAout;
-            apA[i] = wA;
-            dlB[i] = mAout - c3 * wA;
-            OnePoleLowPass(damping, &dampState1, b);
-            float wC = decay * dampState1 - c4 * c;
-            apC[i] = wC;
-            dlD[i] = c + c4 * wC;
-
-            // Right half, fed from the left half's end.
-            float wE = decay * d + y + c3 * mEout;
-            apE[i] = wE;
-            dlF[i] = mEout - c3 * wE;
-            OnePoleLowPass(damping, &dampState2, f);
-            float wG = decay * dampState2 - c4 * g;
-            apG[i] = wG;
-            dlH[i] = g + c4 * wG;
+            damped1[i] = OnePoleLowPass(damping, &dampState1, b[i]);
+            damped2[i] = OnePoleLowPass(damping, &dampState2, f[i]);
         }
+
+        // The delays of the modulated all-passes, in frames. Each is rounded
+        // to a float before it is taken from the read position.
+        float mA[SUBBLOCK_FRAMES], mE[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            mA[i] = (FastCos(angle[i]) + 1.0f) * lfoDepth;
+            mE[i] = (FastSin(angle[i]) + 1.0f) * lfoDepth;
+        }
+
+        // Input diffusion, four all-passes in series; the parts of each half
+        // that do not wait for its modulated all-pass; the second all-pass
+        // of each half.
+        float w1[SUBBLOCK_FRAMES], w2[SUBBLOCK_FRAMES], w3[SUBBLOCK_FRAMES], w4[SUBBLOCK_FRAMES];
+        float intoA[SUBBLOCK_FRAMES], intoE[SUBBLOCK_FRAMES];
+        float wC[SUBBLOCK_FRAMES], wG[SUBBLOCK_FRAMES], toD[SUBBLOCK_FRAMES], toH[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            w1[i] = bandLimited[i] - c1 * d1[i];
+            w2[i] = (w1[i] - d2[i]) * c1 + d1[i];
+            w3[i] = d2[i] - c2 * d3[i] + c1 * w2[i];
+            w4[i] = (w3[i] - d4[i]) * c2 + d3[i];
+            float y = c2 * w4[i] + d4[i];
+            intoA[i] = decay * h[i] + y;  // fed from the right half's end
+            intoE[i] = decay * d[i] + y;  // fed from the left half's end
+            wC[i] = decay * damped1[i] - c4 * c[i];
+            toD[i] = c[i] + c4 * wC[i];
+            wG[i] = decay * damped2[i] - c4 * g[i];
+            toH[i] = g[i] + c4 * wG[i];
+        }
+
+        // The modulated all-passes, frame by frame: a read may reach an
+        // element that an earlier frame of this run wrote.
+        float mAout[SUBBLOCK_FRAMES], mEout[SUBBLOCK_FRAMES];
+        float wA[SUBBLOCK_FRAMES], wE[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            mAout[i] = ReadDelayLine(&l.apA, apAStart + (float)i, mA[i]);
+            wA[i] = intoA[i] + c3 * mAout[i];
+            apA[i] = wA[i];
+            mEout[i] = ReadDelayLine(&l.apE, apEStart + (float)i, mE[i]);
+            wE[i] = intoE[i] + c3 * mEout[i];
+            apE[i] = wE[i];
+        }
+        float toB[SUBBLOCK_FRAMES], toF[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            toB[i] = mAout[i] - c3 * wA[i];
+            toF[i] = mEout[i] - c3 * wE[i];
+        }
+
+        memcpy(diffuser1, w1, bytes), memcpy(diffuser2, w2, bytes);
+        memcpy(diffuser3, w3, bytes), memcpy(diffuser4, w4, bytes);
+        memcpy(dlB, toB, bytes), memcpy(apC, wC, bytes), memcpy(dlD, toD, bytes);
+        memcpy(dlF, toF, bytes), memcpy(apG, wG, bytes), memcpy(dlH, toH, bytes);
         for (DelayLine *line : lines) AdvanceLine(line, run);
         done += run;
     }

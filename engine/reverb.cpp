@@ -176,65 +176,9 @@ static inline BiquadLanes OpenSingle(const BiquadStage *stage) {
     return lanes;
 }
 
-// ---- reading the taps of a whole SubBlock ----
-
-// Frames of one signal side by side, with their positions in a line: eight
-// where the build has 256-bit integer vectors, four otherwise. Each element is
-// computed exactly as scalar code would, so the width changes no result.
-#ifdef __AVX2__
-enum { TAP_GROUP = 8 };
-#else
-enum { TAP_GROUP = 4 };
-#endif
-typedef float TapFrames __attribute__((vector_size(4 * TAP_GROUP)));
-typedef int32_t TapIndices __attribute__((vector_size(4 * TAP_GROUP)));
-
-static inline TapIndices FrameSteps() {
-    TapIndices steps;
-    for (int j = 0; j < TAP_GROUP; j++) steps[j] = j;
-    return steps;
-}
-
-static inline bool AllZero(TapIndices v) {
-    uint64_t words[TAP_GROUP / 2], any = 0;
-    memcpy(words, &v, sizeof words);
-    for (uint64_t word : words) any |= word;
-    return any == 0;
-}
-
 // The line's write position after one more write.
 static inline int32_t NextIndex(const DelayLine *line) {
     return line->writeIndex + 1 == line->length ? 0 : line->writeIndex + 1;
-}
-
-// ReadDelayLine(line, index, d) for the TAP_GROUP frames from frame n of a
-// SubBlock, each at the write position the line has after that frame's write;
-// `first` is that position for frame 0. The same arithmetic element by
-// element, for a d in 0 .. length: there ReadDelayLine's guards against
-// positions outside the line have nothing to do, and p is never negative, so
-// its floor is its truncation. Where the positions follow each other, which is
-// all but a frame or two in a line's length, each row of elements is one load.
-static inline TapFrames ReadTaps(const DelayLine *line, int32_t first, float d, int n) {
-    const int32_t length = line->length;
-    const TapIndices steps = FrameSteps(), none = {};
-    TapIndices index = first + n + steps;
-    index = index >= length ? index - length : index;
-    TapFrames p = __builtin_convertvector(index, TapFrames) - d;
-    p = p < 0.0f ? p + (float)length : p;
-    TapIndices i0 = __builtin_convertvector(p, TapIndices);
-    TapIndices i1 = __builtin_convertvector(p + 1.0f, TapIndices);
-    TapFrames whole = __builtin_convertvector(i0, TapFrames);
-    i0 = i0 >= length ? none : i0;
-    i1 = i1 >= length ? none : i1;
-    const float *samples = line->samples;
-    TapFrames a, b;
-    if (AllZero(((i0 - i0[0]) ^ steps) | ((i1 - i1[0]) ^ steps))) {
-        memcpy(&a, samples + i0[0], sizeof a);
-        memcpy(&b, samples + i1[0], sizeof b);
-    } else {
-        for (int j = 0; j < TAP_GROUP; j++) a[j] = samples[i0[j]], b[j] = samples[i1[j]];
-    }
-    return (whole + 1.0f - p) * a + (p - whole) * b;
 }
 
 // ---- the tank ----
@@ -406,7 +350,9 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
     for (int k = 0; k < TANK_TAPS; k++) first[k] = NextIndex(&(start.*TANK_TAP[k].line));
     float sums[2][SUBBLOCK_FRAMES];
     for (int n = 0; n < count; n += TAP_GROUP) {
-        auto t = [&](int k) { return ReadTaps(&(l.*TANK_TAP[k].line), first[k], tap[k], n); };
+        auto t = [&](int k) {
+            return ReadTaps(&(l.*TANK_TAP[k].line), first[k], SplatFrames(tap[k]), n);
+        };
         TapFrames left = t(0) + t(1) - t(2) + t(3) - t(4) - t(5) - t(6);
         TapFrames right = t(7) + t(8) - t(9) + t(10) - t(11) - t(12) - t(13);
         memcpy(&sums[0][n], &left, sizeof left);
@@ -463,7 +409,7 @@ static void PlateRun(PlateReverbState *plate, const float (*in)[2], float mix, f
             const DelayLine *line = &plate->combLine[channel][k];
             float d = plate->combDelay[channel][k], gain = plate->combGain[channel][k];
             for (int n = 0; n < count; n += TAP_GROUP) {
-                TapFrames r = ReadTaps(line, line->writeIndex, d, n) * gain;
+                TapFrames r = ReadTaps(line, line->writeIndex, SplatFrames(d), n) * gain;
                 memcpy(&back[channel][k][n], &r, sizeof r);
             }
         }

@@ -292,10 +292,18 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
 
         // The delays of the modulated all-passes, in frames. Each is rounded
         // to a float before it is taken from the read position.
-        float mA[SUBBLOCK_FRAMES], mE[SUBBLOCK_FRAMES];
+        // A read reaches an element that an earlier frame of the run wrote
+        // only at a delay above 0 and at most one frame more than the frames
+        // before it in the run.
+        float mA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, mE[SUBBLOCK_FRAMES + TAP_GROUP] = {};
         for (int i = 0; i < run; i++) {
             mA[i] = (FastCos(angle[i]) + 1.0f) * lfoDepth;
             mE[i] = (FastSin(angle[i]) + 1.0f) * lfoDepth;
+        }
+        int reachesRun = 0;
+        for (int i = 0; i < run; i++) {
+            float reach = (float)(i + 1);
+            reachesRun |= ((mA[i] != 0.0f) & !(mA[i] > reach)) | ((mE[i] != 0.0f) & !(mE[i] > reach));
         }
 
         // Input diffusion, four all-passes in series; the parts of each half
@@ -318,17 +326,32 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
             toH[i] = g[i] + c4 * wG[i];
         }
 
-        // The modulated all-passes, frame by frame: a read may reach an
-        // element that an earlier frame of this run wrote.
-        float mAout[SUBBLOCK_FRAMES], mEout[SUBBLOCK_FRAMES];
+        // The modulated all-passes: side by side where no read reaches the
+        // run's own writes, else frame by frame.
+        float mAout[SUBBLOCK_FRAMES + TAP_GROUP], mEout[SUBBLOCK_FRAMES + TAP_GROUP];
         float wA[SUBBLOCK_FRAMES], wE[SUBBLOCK_FRAMES];
-        for (int i = 0; i < run; i++) {
-            mAout[i] = ReadDelayLine(&l.apA, apAStart + (float)i, mA[i]);
-            wA[i] = intoA[i] + c3 * mAout[i];
-            apA[i] = wA[i];
-            mEout[i] = ReadDelayLine(&l.apE, apEStart + (float)i, mE[i]);
-            wE[i] = intoE[i] + c3 * mEout[i];
-            apE[i] = wE[i];
+        if (!reachesRun) {
+            for (int n = 0; n < run; n += TAP_GROUP) {
+                TapFrames delayA, delayE;
+                memcpy(&delayA, mA + n, sizeof delayA), memcpy(&delayE, mE + n, sizeof delayE);
+                TapFrames outA = ReadTaps(&l.apA, l.apA.writeIndex, delayA, n);
+                TapFrames outE = ReadTaps(&l.apE, l.apE.writeIndex, delayE, n);
+                memcpy(mAout + n, &outA, sizeof outA), memcpy(mEout + n, &outE, sizeof outE);
+            }
+            for (int i = 0; i < run; i++) {
+                wA[i] = intoA[i] + c3 * mAout[i];
+                wE[i] = intoE[i] + c3 * mEout[i];
+            }
+            memcpy(apA, wA, bytes), memcpy(apE, wE, bytes);
+        } else {
+            for (int i = 0; i < run; i++) {
+                mAout[i] = ReadDelayLine(&l.apA, apAStart + (float)i, mA[i]);
+                wA[i] = intoA[i] + c3 * mAout[i];
+                apA[i] = wA[i];
+                mEout[i] = ReadDelayLine(&l.apE, apEStart + (float)i, mE[i]);
+                wE[i] = intoE[i] + c3 * mEout[i];
+                apE[i] = wE[i];
+            }
         }
         float toB[SUBBLOCK_FRAMES], toF[SUBBLOCK_FRAMES];
         for (int i = 0; i < run; i++) {

@@ -6,6 +6,8 @@
 //
 // The voices are summed, not averaged: four voices are about four times as
 // loud as one in the wet path, and the feedback takes that sum.
+#include <string.h>
+
 #include "engine/dsp.h"
 #include "engine/units.h"
 #include "vocabulary/params.h"
@@ -82,24 +84,42 @@ void ChorusRun(Engine *engine, const EngineContext *context, int instance, float
         phaseL[v] = state->phaseL[v], phaseR[v] = state->phaseR[v];
     }
     DelayLine lineL = state->lineL, lineR = state->lineR;
-    for (int i = 0; i < count; i++) {
-        float *frame = frames + 2 * i;
-        float inL = frame[0], inR = frame[1];
-        float indexL = (float)lineL.writeIndex, indexR = (float)lineR.writeIndex;
-        float sumL = 0.0f, sumR = 0.0f;
+    // The frames go in runs shorter than the shortest tap, about 11 ms, so
+    // that no read of a run reaches what the run writes: the taps of a run
+    // are read first, side by side, then the writes go frame by frame. Only a
+    // sample rate below about 3 kHz makes a run shorter than a SubBlock.
+    float shortest = (CHORUS_CENTRE_SECONDS - depth) * sampleRate - 2.0f;
+    for (int done = 0; done < count;) {
+        int run = count - done;
+        if (!(shortest > (float)run)) run = shortest >= 2.0f ? (int)shortest - 1 : 1;
+        float sumL[SUBBLOCK_FRAMES + TAP_GROUP] = {}, sumR[SUBBLOCK_FRAMES + TAP_GROUP] = {};
         for (int v = 0; v < voices; v++) {
-            float sweepL = TriangleLfo(phaseL[v]), sweepR = TriangleLfo(phaseR[v]);
-            phaseL[v] = AdvancePhase(phaseL[v], step[v]);
-            phaseR[v] = AdvancePhase(phaseR[v], step[v]);
-            float delayL = CHORUS_CENTRE_SECONDS + sweepL * depth;
-            float delayR = rightCentre[v] + sweepR * depth;
-            sumL += ReadDelayLine(&lineL, indexL, delayL * sampleRate);
-            sumR += ReadDelayLine(&lineR, indexR, delayR * sampleRate);
+            float sweepL[SUBBLOCK_FRAMES + TAP_GROUP] = {}, sweepR[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+            for (int i = 0; i < run; i++) {
+                sweepL[i] = TriangleLfo(phaseL[v]), sweepR[i] = TriangleLfo(phaseR[v]);
+                phaseL[v] = AdvancePhase(phaseL[v], step[v]);
+                phaseR[v] = AdvancePhase(phaseR[v], step[v]);
+            }
+            for (int n = 0; n < run; n += TAP_GROUP) {
+                TapFrames l, r, totalL, totalR;
+                memcpy(&l, sweepL + n, sizeof l), memcpy(&r, sweepR + n, sizeof r);
+                memcpy(&totalL, sumL + n, sizeof totalL), memcpy(&totalR, sumR + n, sizeof totalR);
+                TapFrames delayL = CHORUS_CENTRE_SECONDS + l * depth;
+                TapFrames delayR = rightCentre[v] + r * depth;
+                totalL += ReadTaps(&lineL, lineL.writeIndex, delayL * sampleRate, n);
+                totalR += ReadTaps(&lineR, lineR.writeIndex, delayR * sampleRate, n);
+                memcpy(sumL + n, &totalL, sizeof totalL), memcpy(sumR + n, &totalR, sizeof totalR);
+            }
         }
-        WriteDelayLine(&lineL, inL + feedback * sumL);
-        WriteDelayLine(&lineR, inR + feedback * sumR);
-        frame[0] = inL * (1.0f - mix) + mix * sumL;
-        frame[1] = inR * (1.0f - mix) + mix * sumR;
+        for (int i = 0; i < run; i++) {
+            float *frame = frames + 2 * (done + i);
+            float inL = frame[0], inR = frame[1];
+            WriteDelayLine(&lineL, inL + feedback * sumL[i]);
+            WriteDelayLine(&lineR, inR + feedback * sumR[i]);
+            frame[0] = inL * (1.0f - mix) + mix * sumL[i];
+            frame[1] = inR * (1.0f - mix) + mix * sumR[i];
+        }
+        done += run;
     }
     state->lineL.writeIndex = lineL.writeIndex;
     state->lineR.writeIndex = lineR.writeIndex;

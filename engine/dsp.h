@@ -413,4 +413,64 @@ inline float ReadDelayLine(const DelayLine *line, float index, float d) {
     return (whole + 1.0f - p) * line->samples[i0] + (p - whole) * line->samples[i1];
 }
 
+// ---- reading a line at a run of frames ----
+
+// Frames of one signal side by side, with their positions in a line: eight
+// where the build has 256-bit integer vectors, four otherwise. Each element is
+// computed exactly as scalar code would, so the width changes no result.
+#ifdef __AVX2__
+enum { TAP_GROUP = 8 };
+#else
+enum { TAP_GROUP = 4 };
+#endif
+typedef float TapFrames __attribute__((vector_size(4 * TAP_GROUP)));
+typedef int32_t TapIndices __attribute__((vector_size(4 * TAP_GROUP)));
+
+inline TapFrames SplatFrames(float v) { return TapFrames{} + v; }
+
+inline TapIndices FrameSteps() {
+    TapIndices steps;
+    for (int j = 0; j < TAP_GROUP; j++) steps[j] = j;
+    return steps;
+}
+
+inline bool AllZero(TapIndices v) {
+    uint64_t words[TAP_GROUP / 2], any = 0;
+    memcpy(words, &v, sizeof words);
+    for (uint64_t word : words) any |= word;
+    return any == 0;
+}
+
+// ReadDelayLine(line, index, d) for the TAP_GROUP frames from frame n of a
+// run, each at the write position the line has at that frame, and each with
+// its own d; `first` is that position for frame 0. The same arithmetic
+// element by element, for a d in 0 .. length: there ReadDelayLine's guards
+// against positions outside the line have nothing to do, and p is never
+// negative, so its floor is its truncation. Where the positions follow each
+// other, which is all but a frame or two in a line's length, each row of
+// elements is one load. The caller sees to it that no element read is one
+// that an earlier frame of the run writes.
+inline TapFrames ReadTaps(const DelayLine *line, int32_t first, TapFrames d, int n) {
+    const int32_t length = line->length;
+    const TapIndices steps = FrameSteps(), none = {};
+    TapIndices index = first + n + steps;
+    index = index >= length ? index - length : index;
+    TapFrames p = __builtin_convertvector(index, TapFrames) - d;
+    p = p < 0.0f ? p + (float)length : p;
+    TapIndices i0 = __builtin_convertvector(p, TapIndices);
+    TapIndices i1 = __builtin_convertvector(p + 1.0f, TapIndices);
+    TapFrames whole = __builtin_convertvector(i0, TapFrames);
+    i0 = i0 >= length ? none : i0;
+    i1 = i1 >= length ? none : i1;
+    const float *samples = line->samples;
+    TapFrames a, b;
+    if (AllZero(((i0 - i0[0]) ^ steps) | ((i1 - i1[0]) ^ steps))) {
+        memcpy(&a, samples + i0[0], sizeof a);
+        memcpy(&b, samples + i1[0], sizeof b);
+    } else {
+        for (int j = 0; j < TAP_GROUP; j++) a[j] = samples[i0[j]], b[j] = samples[i1[j]];
+    }
+    return (whole + 1.0f - p) * a + (p - whole) * b;
+}
+
 }  // namespace ENGINE_NAMESPACE

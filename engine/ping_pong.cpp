@@ -9,6 +9,7 @@
 // slow LFO and always later than the nominal tap, never earlier. The line
 // holds three modulation spans beyond the delay, so no read can leave it.
 #include <math.h>
+#include <string.h>
 
 #include "engine/dsp.h"
 #include "engine/units.h"
@@ -83,22 +84,45 @@ void PingPongRun(Engine *engine, const EngineContext *context, int instance, flo
     float phaseA = state->phaseA, phaseB = state->phaseB;
     BiquadLanes wetFilter = BiquadOpen(&state->wetFilter);
     BiquadLanes feedbackFilter = BiquadOpen(&state->feedbackFilter);
-    for (int i = 0; i < count; i++) {
-        float *frame = frames + 2 * i;
-        Lanes in = LoadLanes(frame);
-        float modA = RisingTriangle(phaseA), modB = RisingTriangle(phaseB);
-        phaseA = AdvancePhase(phaseA, stepA);
-        phaseB = AdvancePhase(phaseB, stepB);
-        float indexA = (float)lineA.writeIndex, indexB = (float)lineB.writeIndex;
-        Lanes taps = {ReadDelayLine(&lineA, indexA, tapA + modA * depth),
-                      ReadDelayLine(&lineB, indexB, delay + modB * depth), 0.0f, 0.0f};
-        Lanes wet = BiquadRun(&wetFilter, taps) * level;
-        Lanes loop = {ReadDelayLine(&lineA, indexA, delay), ReadDelayLine(&lineB, indexB, delay),
-                      0.0f, 0.0f};
-        Lanes back = BiquadRun(&feedbackFilter, loopGain * loop);
-        StoreLanes(in + wet, frame);
-        WriteDelayLine(&lineA, in[1] + back[0]);
-        WriteDelayLine(&lineB, in[0] + back[1]);
+    // The frames go in runs shorter than the shortest read delay, tapA, so
+    // that no read of a run reaches what the run writes: all four reads of a
+    // run are made first, side by side, then the filters and the writes go
+    // frame by frame. Only a tempo far beyond any song's makes a run shorter
+    // than a SubBlock.
+    for (int done = 0; done < count;) {
+        int run = count - done;
+        if (!(tapA > (float)run)) run = tapA >= 2.0f ? (int)tapA - 1 : 1;
+        float modA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, modB[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        for (int i = 0; i < run; i++) {
+            modA[i] = RisingTriangle(phaseA), modB[i] = RisingTriangle(phaseB);
+            phaseA = AdvancePhase(phaseA, stepA);
+            phaseB = AdvancePhase(phaseB, stepB);
+        }
+        // The heard taps (a, b) and the loop's reads at the full delay (c, e).
+        float a[SUBBLOCK_FRAMES + TAP_GROUP], b[SUBBLOCK_FRAMES + TAP_GROUP];
+        float c[SUBBLOCK_FRAMES + TAP_GROUP], e[SUBBLOCK_FRAMES + TAP_GROUP];
+        for (int n = 0; n < run; n += TAP_GROUP) {
+            TapFrames tA, tB;
+            memcpy(&tA, modA + n, sizeof tA), memcpy(&tB, modB + n, sizeof tB);
+            TapFrames va = ReadTaps(&lineA, lineA.writeIndex, tapA + tA * depth, n);
+            TapFrames vb = ReadTaps(&lineB, lineB.writeIndex, delay + tB * depth, n);
+            TapFrames vc = ReadTaps(&lineA, lineA.writeIndex, SplatFrames(delay), n);
+            TapFrames ve = ReadTaps(&lineB, lineB.writeIndex, SplatFrames(delay), n);
+            memcpy(a + n, &va, sizeof va), memcpy(b + n, &vb, sizeof vb);
+            memcpy(c + n, &vc, sizeof vc), memcpy(e + n, &ve, sizeof ve);
+        }
+        for (int i = 0; i < run; i++) {
+            float *frame = frames + 2 * (done + i);
+            Lanes in = LoadLanes(frame);
+            Lanes taps = {a[i], b[i], 0.0f, 0.0f};
+            Lanes wet = BiquadRun(&wetFilter, taps) * level;
+            Lanes loop = {c[i], e[i], 0.0f, 0.0f};
+            Lanes back = BiquadRun(&feedbackFilter, loopGain * loop);
+            StoreLanes(in + wet, frame);
+            WriteDelayLine(&lineA, in[1] + back[0]);
+            WriteDelayLine(&lineB, in[0] + back[1]);
+        }
+        done += run;
     }
     state->lineA.writeIndex = lineA.writeIndex;
     state->lineB.writeIndex = lineB.writeIndex;

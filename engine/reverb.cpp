@@ -176,65 +176,9 @@ static inline BiquadLanes OpenSingle(const BiquadStage *stage) {
     return lanes;
 }
 
-// ---- reading the taps of a whole SubBlock ----
-
-// Frames of one signal side by side, with their positions in a line: eight
-// where the build has 256-bit integer vectors, four otherwise. Each element is
-// computed exactly as scalar code would, so the width changes no result.
-#ifdef __AVX2__
-enum { TAP_GROUP = 8 };
-#else
-enum { TAP_GROUP = 4 };
-#endif
-typedef float TapFrames __attribute__((vector_size(4 * TAP_GROUP)));
-typedef int32_t TapIndices __attribute__((vector_size(4 * TAP_GROUP)));
-
-static inline TapIndices FrameSteps() {
-    TapIndices steps;
-    for (int j = 0; j < TAP_GROUP; j++) steps[j] = j;
-    return steps;
-}
-
-static inline bool AllZero(TapIndices v) {
-    uint64_t words[TAP_GROUP / 2], any = 0;
-    memcpy(words, &v, sizeof words);
-    for (uint64_t word : words) any |= word;
-    return any == 0;
-}
-
 // The line's write position after one more write.
 static inline int32_t NextIndex(const DelayLine *line) {
     return line->writeIndex + 1 == line->length ? 0 : line->writeIndex + 1;
-}
-
-// ReadDelayLine(line, index, d) for the TAP_GROUP frames from frame n of a
-// SubBlock, each at the write position the line has after that frame's write;
-// `first` is that position for frame 0. The same arithmetic element by
-// element, for a d in 0 .. length: there ReadDelayLine's guards against
-// positions outside the line have nothing to do, and p is never negative, so
-// its floor is its truncation. Where the positions follow each other, which is
-// all but a frame or two in a line's length, each row of elements is one load.
-static inline TapFrames ReadTaps(const DelayLine *line, int32_t first, float d, int n) {
-    const int32_t length = line->length;
-    const TapIndices steps = FrameSteps(), none = {};
-    TapIndices index = first + n + steps;
-    index = index >= length ? index - length : index;
-    TapFrames p = __builtin_convertvector(index, TapFrames) - d;
-    p = p < 0.0f ? p + (float)length : p;
-    TapIndices i0 = __builtin_convertvector(p, TapIndices);
-    TapIndices i1 = __builtin_convertvector(p + 1.0f, TapIndices);
-    TapFrames whole = __builtin_convertvector(i0, TapFrames);
-    i0 = i0 >= length ? none : i0;
-    i1 = i1 >= length ? none : i1;
-    const float *samples = line->samples;
-    TapFrames a, b;
-    if (AllZero(((i0 - i0[0]) ^ steps) | ((i1 - i1[0]) ^ steps))) {
-        memcpy(&a, samples + i0[0], sizeof a);
-        memcpy(&b, samples + i1[0], sizeof b);
-    } else {
-        for (int j = 0; j < TAP_GROUP; j++) a[j] = samples[i0[j]], b[j] = samples[i1[j]];
-    }
-    return (whole + 1.0f - p) * a + (p - whole) * b;
 }
 
 // ---- the tank ----
@@ -284,6 +228,17 @@ static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, floa
     return true;
 }
 
+// The tank in stages over runs of frames. In a run that no line's end
+// interrupts, each frame reads its lines' oldest elements, which the run has
+// not yet written, so every read of an unmodulated line is known before the
+// run starts. What depends on earlier frames of the run is small: the three
+// one-poles and the LFO phase, which run frame by frame in one loop, and the
+// modulated all-passes, whose reads may reach frames that the run has just
+// written. Everything else runs as whole-run loops over local arrays, which
+// the compiler turns into vector code. Each sample sees the same arithmetic
+// in the same order as in a plain per-frame loop, so the results are the same
+// to the bit.
+//
 // `in` holds the predelay's output for the SubBlock's frames.
 static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, float *frames,
                     int count) {
@@ -303,6 +258,7 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
     ListTankLines(&l, lines);
     for (int done = 0; done < count;) {
         int run = FramesBeforeAnEnd(lines, TANK_LINES, count - done);
+        const size_t bytes = run * sizeof(float);
         float *diffuser1 = NextWrite(&l.diffuser1), *diffuser2 = NextWrite(&l.diffuser2);
         float *diffuser3 = NextWrite(&l.diffuser3), *diffuser4 = NextWrite(&l.diffuser4);
         float *apA = NextWrite(&l.apA), *dlB = NextWrite(&l.dlB), *apC = NextWrite(&l.apC);
@@ -310,47 +266,103 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
         float *apG = NextWrite(&l.apG), *dlH = NextWrite(&l.dlH);
         const float apAStart = (float)l.apA.writeIndex, apEStart = (float)l.apE.writeIndex;
 
+        // The oldest elements of the unmodulated lines, one per frame.
+        float d1[SUBBLOCK_FRAMES], d2[SUBBLOCK_FRAMES], d3[SUBBLOCK_FRAMES], d4[SUBBLOCK_FRAMES];
+        float b[SUBBLOCK_FRAMES], c[SUBBLOCK_FRAMES], d[SUBBLOCK_FRAMES];
+        float f[SUBBLOCK_FRAMES], g[SUBBLOCK_FRAMES], h[SUBBLOCK_FRAMES];
+        memcpy(d1, diffuser1, bytes), memcpy(d2, diffuser2, bytes);
+        memcpy(d3, diffuser3, bytes), memcpy(d4, diffuser4, bytes);
+        memcpy(b, dlB, bytes), memcpy(c, apC, bytes), memcpy(d, dlD, bytes);
+        memcpy(f, dlF, bytes), memcpy(g, apG, bytes), memcpy(h, dlH, bytes);
+
+        // The recursions that run frame by frame: the band-limiting one-pole
+        // on the mono input, the LFO phase, and the damping one-poles on the
+        // oldest elements of dlB and dlF.
+        float bandLimited[SUBBLOCK_FRAMES], angle[SUBBLOCK_FRAMES];
+        float damped1[SUBBLOCK_FRAMES], damped2[SUBBLOCK_FRAMES];
         for (int i = 0; i < run; i++) {
             float x = (in[done + i][0] + in[done + i][1]) * 0.5f;
-            OnePoleLowPass(bandwidth, &bandwidthState, x);
-
-            float angle = phase * LFO_WRAP;
-            float mA = (FastCos(angle) + 1.0f) * lfoDepth;
-            float mE = (FastSin(angle) + 1.0f) * lfoDepth;
+            bandLimited[i] = OnePoleLowPass(bandwidth, &bandwidthState, x);
+            angle[i] = phase * LFO_WRAP;
             phase += lfoRate;
             if (phase > LFO_WRAP) phase -= LFO_WRAP;
-
-            float d1 = diffuser1[i], d2 = diffuser2[i], d3 = diffuser3[i], d4 = diffuser4[i];
-            float b = dlB[i], c = apC[i], d = dlD[i], f = dlF[i], g = apG[i], h = dlH[i];
-            float mAout = ReadDelayLine(&l.apA, apAStart + (float)i, mA);
-            float mEout = ReadDelayLine(&l.apE, apEStart + (float)i, mE);
-
-            // Input diffusion: four all-passes in series.
-            float w1 = bandwidthState - c1 * d1;
-            float w2 = (w1 - d2) * c1 + d1;
-            float w3 = d2 - c2 * d3 + c1 * w2;
-            float w4 = (w3 - d4) * c2 + d3;
-            float y = c2 * w4 + d4;
-            diffuser1[i] = w1, diffuser2[i] = w2, diffuser3[i] = w3, diffuser4[i] = w4;
-
-            // Left half, fed from the right half's end.
-            float wA = decay * h + y + c3 * mAout;
-            apA[i] = wA;
-            dlB[i] = mAout - c3 * wA;
-            OnePoleLowPass(damping, &dampState1, b);
-            float wC = decay * dampState1 - c4 * c;
-            apC[i] = wC;
-            dlD[i] = c + c4 * wC;
-
-            // Right half, fed from the left half's end.
-            float wE = decay * d + y + c3 * mEout;
-            apE[i] = wE;
-            dlF[i] = mEout - c3 * wE;
-            OnePoleLowPass(damping, &dampState2, f);
-            float wG = decay * dampState2 - c4 * g;
-            apG[i] = wG;
-            dlH[i] = g + c4 * wG;
+            damped1[i] = OnePoleLowPass(damping, &dampState1, b[i]);
+            damped2[i] = OnePoleLowPass(damping, &dampState2, f[i]);
         }
+
+        // The delays of the modulated all-passes, in frames. Each is rounded
+        // to a float before it is taken from the read position.
+        // A read reaches an element that an earlier frame of the run wrote
+        // only at a delay above 0 and at most one frame more than the frames
+        // before it in the run.
+        float mA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, mE[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        for (int i = 0; i < run; i++) {
+            mA[i] = (FastCos(angle[i]) + 1.0f) * lfoDepth;
+            mE[i] = (FastSin(angle[i]) + 1.0f) * lfoDepth;
+        }
+        int reachesRun = 0;
+        for (int i = 0; i < run; i++) {
+            float reach = (float)(i + 1);
+            reachesRun |= ((mA[i] != 0.0f) & !(mA[i] > reach)) | ((mE[i] != 0.0f) & !(mE[i] > reach));
+        }
+
+        // Input diffusion, four all-passes in series; the parts of each half
+        // that do not wait for its modulated all-pass; the second all-pass
+        // of each half.
+        float w1[SUBBLOCK_FRAMES], w2[SUBBLOCK_FRAMES], w3[SUBBLOCK_FRAMES], w4[SUBBLOCK_FRAMES];
+        float intoA[SUBBLOCK_FRAMES], intoE[SUBBLOCK_FRAMES];
+        float wC[SUBBLOCK_FRAMES], wG[SUBBLOCK_FRAMES], toD[SUBBLOCK_FRAMES], toH[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            w1[i] = bandLimited[i] - c1 * d1[i];
+            w2[i] = (w1[i] - d2[i]) * c1 + d1[i];
+            w3[i] = d2[i] - c2 * d3[i] + c1 * w2[i];
+            w4[i] = (w3[i] - d4[i]) * c2 + d3[i];
+            float y = c2 * w4[i] + d4[i];
+            intoA[i] = decay * h[i] + y;  // fed from the right half's end
+            intoE[i] = decay * d[i] + y;  // fed from the left half's end
+            wC[i] = decay * damped1[i] - c4 * c[i];
+            toD[i] = c[i] + c4 * wC[i];
+            wG[i] = decay * damped2[i] - c4 * g[i];
+            toH[i] = g[i] + c4 * wG[i];
+        }
+
+        // The modulated all-passes: side by side where no read reaches the
+        // run's own writes, else frame by frame.
+        float mAout[SUBBLOCK_FRAMES + TAP_GROUP], mEout[SUBBLOCK_FRAMES + TAP_GROUP];
+        float wA[SUBBLOCK_FRAMES], wE[SUBBLOCK_FRAMES];
+        if (!reachesRun) {
+            for (int n = 0; n < run; n += TAP_GROUP) {
+                TapFrames delayA, delayE;
+                memcpy(&delayA, mA + n, sizeof delayA), memcpy(&delayE, mE + n, sizeof delayE);
+                TapFrames outA = ReadTaps(&l.apA, l.apA.writeIndex, delayA, n);
+                TapFrames outE = ReadTaps(&l.apE, l.apE.writeIndex, delayE, n);
+                memcpy(mAout + n, &outA, sizeof outA), memcpy(mEout + n, &outE, sizeof outE);
+            }
+            for (int i = 0; i < run; i++) {
+                wA[i] = intoA[i] + c3 * mAout[i];
+                wE[i] = intoE[i] + c3 * mEout[i];
+            }
+            memcpy(apA, wA, bytes), memcpy(apE, wE, bytes);
+        } else {
+            for (int i = 0; i < run; i++) {
+                mAout[i] = ReadDelayLine(&l.apA, apAStart + (float)i, mA[i]);
+                wA[i] = intoA[i] + c3 * mAout[i];
+                apA[i] = wA[i];
+                mEout[i] = ReadDelayLine(&l.apE, apEStart + (float)i, mE[i]);
+                wE[i] = intoE[i] + c3 * mEout[i];
+                apE[i] = wE[i];
+            }
+        }
+        float toB[SUBBLOCK_FRAMES], toF[SUBBLOCK_FRAMES];
+        for (int i = 0; i < run; i++) {
+            toB[i] = mAout[i] - c3 * wA[i];
+            toF[i] = mEout[i] - c3 * wE[i];
+        }
+
+        memcpy(diffuser1, w1, bytes), memcpy(diffuser2, w2, bytes);
+        memcpy(diffuser3, w3, bytes), memcpy(diffuser4, w4, bytes);
+        memcpy(dlB, toB, bytes), memcpy(apC, wC, bytes), memcpy(dlD, toD, bytes);
+        memcpy(dlF, toF, bytes), memcpy(apG, wG, bytes), memcpy(dlH, toH, bytes);
         for (DelayLine *line : lines) AdvanceLine(line, run);
         done += run;
     }
@@ -361,7 +373,9 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
     for (int k = 0; k < TANK_TAPS; k++) first[k] = NextIndex(&(start.*TANK_TAP[k].line));
     float sums[2][SUBBLOCK_FRAMES];
     for (int n = 0; n < count; n += TAP_GROUP) {
-        auto t = [&](int k) { return ReadTaps(&(l.*TANK_TAP[k].line), first[k], tap[k], n); };
+        auto t = [&](int k) {
+            return ReadTaps(&(l.*TANK_TAP[k].line), first[k], SplatFrames(tap[k]), n);
+        };
         TapFrames left = t(0) + t(1) - t(2) + t(3) - t(4) - t(5) - t(6);
         TapFrames right = t(7) + t(8) - t(9) + t(10) - t(11) - t(12) - t(13);
         memcpy(&sums[0][n], &left, sizeof left);
@@ -418,7 +432,7 @@ static void PlateRun(PlateReverbState *plate, const float (*in)[2], float mix, f
             const DelayLine *line = &plate->combLine[channel][k];
             float d = plate->combDelay[channel][k], gain = plate->combGain[channel][k];
             for (int n = 0; n < count; n += TAP_GROUP) {
-                TapFrames r = ReadTaps(line, line->writeIndex, d, n) * gain;
+                TapFrames r = ReadTaps(line, line->writeIndex, SplatFrames(d), n) * gain;
                 memcpy(&back[channel][k][n], &r, sizeof r);
             }
         }

@@ -43,6 +43,15 @@ TEST(Chorus, voices_read_twenty_ms_back_summed_the_right_further_back_and_feed_b
         EXPECT_NEAR(left.ms, 20.34, 0.01);
         EXPECT_NEAR(PulseOf(out, 1, 24.8, 26.6).area, voices, 1e-3 * voices);
     }
+    // At 1 kHz a tap lies 20.34 frames back, less than a SubBlock: the click
+    // comes back there, and through the feedback of 0.3 a tap later.
+    ChorusRig slow(1000.0f);
+    slow.Set(PARAM_CHORUS_VOICES, 0.0f), slow.Set(PARAM_CHORUS_FEEDBACK, 1.0f);
+    std::vector<float> out = slow.Through(Click(64, 1.0f, 1.0f));
+    double first = 0.0, second = 0.0;
+    for (int i = 0; i < 50; i++) (i < 30 ? first : second) += out[2 * i];
+    EXPECT_NEAR(first, 1.0, 1e-3);
+    EXPECT_NEAR(second, 0.3, 1e-3);
     // A steady input settles at x / (1 - g): loop gain 0.9 for three voices, 0.95 for four.
     const float settled[] = {10.0f, 20.0f};
     for (int k = 0; k < 2; k++) {

@@ -62,6 +62,15 @@ TEST(PingPong, each_side_echoes_at_its_ratios_tap_and_modulation_only_delays_the
     EXPECT_LE(FirstChange(in, out, 1), 1002);
     // The lines hold the delay and three spans, so every read stays inside.
     EXPECT_EQ(rig.State().lineA.length, 1000 + 3 * 96);
+
+    // A delay shorter than a SubBlock, 10 frames at 80 frames a beat: the
+    // left hears the click at 5, the right at 10 and again a loop later.
+    PingPongRig fast;
+    fast.context.samplesPerBeat = 80.0f, fast.Set(PARAM_PINGPONG_RATIO, RATIO_TWO_TO_ONE);
+    in = Click(64, 1.0f, 1.0f), out = fast.Through(in);
+    EXPECT_EQ(FirstChange(in, out, 0), 5);
+    EXPECT_EQ(FirstChange(in, out, 1), 10);
+    EXPECT_GT(Energy(out, 1, 20, 21), 100.0 * Energy(out, 1, 12, 20));
 }
 
 TEST(PingPong, zero_feedback_or_mix_adds_nothing_disabling_frees_the_lines_and_any_tempo_stays_finite) {

@@ -133,6 +133,7 @@ void PatchFolderList(const char32_t *pattern, const char32_t *extension, bool fu
     free(entryPath);
     free(directory);
     free(folder);
-    qsort(folders->items, folders->count, sizeof(char32_t *), CompareItems);
-    qsort(patches->items, patches->count, sizeof(char32_t *), CompareItems);
+    // An empty list has no array at all, which qsort may not be handed.
+    if (folders->count > 1) qsort(folders->items, folders->count, sizeof(char32_t *), CompareItems);
+    if (patches->count > 1) qsort(patches->items, patches->count, sizeof(char32_t *), CompareItems);
 }

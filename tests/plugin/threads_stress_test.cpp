@@ -15,7 +15,7 @@
 
 namespace {
 
-const clap_id EFFECT_SLOT_1 = 223, SLOTS = 8, UNIT_IDS = 27;
+const clap_id EFFECT_SLOT_1 = 223, UNIT_IDS = 27;
 
 double StressSeconds() {
     const char *text = getenv("LATHEMOOR_STRESS_SECONDS");
@@ -30,8 +30,9 @@ void Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y) {
     for (bool press : {true, false}) PointerButton(frame, 1, press), RunEditor(instance, 0.05, &frame);
 }
 
-// Up to five value events at random times of a block, in time order: any
-// parameter at any value, or a unit into a slot; now and then a tempo.
+// Up to five events at random times of a block, in time order: a value for
+// any parameter (a unit for a slot), now and then a tempo; and in one block
+// of four a host modulation at the end.
 std::vector<HostEvent> Automation(std::mt19937 &random, uint32_t frames) {
     std::vector<HostEvent> events;
     uint32_t time = 0;
@@ -43,7 +44,10 @@ std::vector<HostEvent> Automation(std::mt19937 &random, uint32_t frames) {
         events.push_back(random() % 16 ? ParamValueEvent(time, id, value)
                                        : TransportEvent(time, MakeTransport(60 + random() % 140, true)));
     }
-    if (random() % 4 == 0) events.push_back(ParamModEvent(time, random() % 223, (int(random() % 201) - 100) / 1000.0));
+    if (random() % 4 == 0) {
+        double amount = (int(random() % 201) - 100) / 1000.0;
+        events.push_back(ParamModEvent(time, random() % EFFECT_SLOT_1, amount));
+    }
     return events;
 }
 
@@ -93,7 +97,8 @@ TEST(ThreadsStress, audio_with_automation_against_state_presets_randomise_editor
         long from = quietBlocks;
         quiet = true;
         auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (quietBlocks < from + 2 && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+        while (quietBlocks < from + 2 && std::chrono::steady_clock::now() < limit)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ASSERT_GE(quietBlocks, from + 2) << "the audio thread stopped";
         std::optional<std::vector<uint8_t>> first = SaveState(*instance), second = SaveState(*instance);
         quiet = false;

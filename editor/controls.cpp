@@ -66,8 +66,8 @@ static void PaintDial(Editor *editor, UIWindow *window, const UIElement *element
         const MeterBlock *meter = editor->meter;
         UIDialFrames frames = UIDialFramesFor(
             value, steps, element->flags & UI_ELEMENT_INVERT_DIAL,
-            meter ? meter->hostMod[element->param] : 0.0f,
-            meter ? meter->modOffset[element->param] : 0.0f, meter && meter->audioActive);
+            meter ? MeterRead(meter->hostMod[element->param]) : 0.0f,
+            meter ? MeterRead(meter->modOffset[element->param]) : 0.0f, meter && MeterRead(meter->audioActive));
         UIDrawImage(painter, UIImageFrame(look.ring, frames.ring), x, y + look.offsetY, true);
         UIDrawImage(painter, UIImageFrame(look.knob, frames.knob), x, y + look.offsetY, true);
     }

@@ -454,8 +454,8 @@ static void PaintHandles(UIWindow *window, const UIElement *element, const Curve
 // A ping-pong modulator's phase runs to 2 and walks back.
 static void PaintPhase(Editor *editor, UIPainter *painter, const Box &box, int32_t which) {
     const MeterBlock *meter = editor->meter;
-    if (!meter || !meter->audioActive) return;
-    float phase = meter->modPhase[which];
+    if (!meter || !MeterRead(meter->audioActive)) return;
+    float phase = MeterRead(meter->modPhase[which]);
     if (!(phase >= 0.0f && phase <= 2.0f)) return;
     float x = phase > 1.0f ? 2.0f - phase : phase;
     int32_t line = uiScale / 100 > 0 ? uiScale / 100 : 1;

@@ -126,7 +126,7 @@ static float TraceLevel(float v) {
 // One second of the modulator's output across the tab; the oldest end fades in.
 static void PaintTrace(UIPainter *painter, const MeterBlock *meter, int32_t t, int32_t left,
                        int32_t top, int32_t w, int32_t h) {
-    int32_t newest = meter->modHistoryIndex[t] % HISTORY_LENGTH;
+    int32_t newest = MeterRead(meter->modHistoryIndex[t]) % HISTORY_LENGTH;
     if (newest < 0) newest += HISTORY_LENGTH;
     uint32_t fill = paletteValues[PAL_MOD_TAB_COL_2], line = paletteValues[PAL_MOD_TAB_COL_1];
     int32_t previous = -1;
@@ -135,7 +135,7 @@ static void PaintTrace(UIPainter *painter, const MeterBlock *meter, int32_t t, i
         if (r >= HISTORY_LENGTH) r -= HISTORY_LENGTH;
         if (r < 0 || r >= HISTORY_LENGTH) continue;
         float u = (float)i / w;
-        int32_t y = top + (int32_t)(TraceLevel(meter->modHistory[t][r]) * h);
+        int32_t y = top + (int32_t)(TraceLevel(MeterRead(meter->modHistory[t][r])) * h);
         uint32_t colour = u > 0.94f ? WHITE : u > 0.83f ? Mix(line, WHITE, (u - 0.83f) / 0.11f) : line;
         float a = u <= 0.25f ? u * 4.0f * 255.0f : 255.0f;
         int32_t x = left + i;
@@ -162,7 +162,7 @@ static void PaintTabs(Editor *editor, UIWindow *window, const UIElement *element
     for (int32_t t = 0; t < TAB_COUNT; t++) {
         int32_t x = element->x + t * plain->designWidth;
         bool selected = window->tabBits & (1u << t);
-        if (!meter || !meter->modulatorUsed[t]) {
+        if (!meter || !MeterRead(meter->modulatorUsed[t])) {
             UIDrawImage(painter, selected ? focused : plain, x, element->y, true);
             continue;
         }

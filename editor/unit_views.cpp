@@ -74,8 +74,8 @@ static void PaintCompressor(Editor *editor, UIWindow *window, const UIElement *e
     if (!(editor->editorValue[PARAM_COMP_ENABLE + instance] > 0.5f) || !editor->meter) return;
     UIPainter *painter = &window->painter;
     int32_t x = element->x, y = element->y, width = element->width;
-    float input = editor->meter->compressorInputDb[instance];
-    float output = editor->meter->compressorOutputDb[instance];
+    float input = MeterRead(editor->meter->compressorInputDb[instance]);
+    float output = MeterRead(editor->meter->compressorOutputDb[instance]);
     PaintLevelBar(painter, input, x, y, width);
     PaintLevelNumber(painter, input, x, y, width);
     PaintLevelBar(painter, output, x, y + METER_OUTPUT_BAR_Y - METER_INSET, width);

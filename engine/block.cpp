@@ -67,6 +67,9 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
     float *live = context->liveValue;
     const float *dry = context->dryBlock;
     memcpy(wet, dry, (size_t)frames * 2 * sizeof(float));
+    // Without memory for the Engine the chunk passes as it came, and the
+    // next chunk asks again.
+    if (!engine) return;
     if (context->engineReset) {
         UnitsReset(engine);
         context->engineReset = 0;
@@ -81,9 +84,9 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
         base[k] = destination[k] != NO_DESTINATION ? live[destination[k]] : 0.0f;
     }
     for (int m = 0; m < 3; m++)
-        meter->modulatorUsed[m] = destination[3 * m] != NO_DESTINATION ||
-                                  destination[3 * m + 1] != NO_DESTINATION ||
-                                  destination[3 * m + 2] != NO_DESTINATION;
+        MeterWrite(meter->modulatorUsed[m], (uint8_t)(destination[3 * m] != NO_DESTINATION ||
+                                                      destination[3 * m + 1] != NO_DESTINATION ||
+                                                      destination[3 * m + 2] != NO_DESTINATION));
     if (context->transportPlaying) {
         engine->unitPosition = context->songPosition;
         engine->modulatorPosition = context->songPosition;
@@ -120,14 +123,15 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
         remaining -= count;
         block += 2 * count;
         context->dryBlock += 2 * count;
-        if (remaining == 0 && meter->metersWanted && meter->audioActive) {
+        if (remaining == 0 && MeterRead(meter->metersWanted) && meter->audioActive) {
             for (int i = 0; i < PARAM_COUNT; i++) {
-                meter->modOffset[i] = 0.0f;
+                float offset = 0.0f;
                 for (int k = 0; k < DESTINATIONS; k++) {
                     if (destination[k] != i) continue;
-                    meter->modOffset[i] = live[i] - base[k];
+                    offset = live[i] - base[k];
                     break;
                 }
+                MeterWrite(meter->modOffset[i], offset);
             }
         }
         for (int k = 0; k < DESTINATIONS; k++)
@@ -137,10 +141,11 @@ static void Process(EngineContext *context, float *wet, int32_t frames) {
 
     if (HasSound(dry, 2 * frames) || HasSound(wet, 2 * frames)) {
         engine->silentFrames = 0.0;
-        meter->audioActive = 1;
+        MeterWrite(meter->audioActive, (uint8_t)1);
     } else {
         engine->silentFrames += frames;
-        meter->audioActive = engine->silentFrames / context->sampleRate > SILENT_SECONDS ? 0 : 1;
+        bool silent = engine->silentFrames / context->sampleRate > SILENT_SECONDS;
+        MeterWrite(meter->audioActive, (uint8_t)(silent ? 0 : 1));
     }
 }
 

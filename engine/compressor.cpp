@@ -76,7 +76,7 @@ void CompressorRun(Engine *engine, EngineContext *context, int instance, float *
     float gain = DecibelsToGain(state->reductionDb + makeup);
 
     MeterBlock *meter = context->meter;
-    bool metering = meter->metersWanted && meter->audioActive;
+    bool metering = MeterRead(meter->metersWanted) && meter->audioActive;
     float *inputRing = state->inputRing, *outputRing = state->outputRing;
     float inputSum = state->inputSum, outputSum = state->outputSum;
     float reductionDb = state->reductionDb;
@@ -104,8 +104,8 @@ void CompressorRun(Engine *engine, EngineContext *context, int instance, float *
     state->ringIndex = (uint64_t)index;
 
     // No floor here: an empty window reads minus infinity.
-    meter->compressorInputDb[instance] = DB_PER_LN * logf(invN * inputSum);
-    meter->compressorOutputDb[instance] = DB_PER_LN * logf(invN * outputSum);
+    MeterWrite(meter->compressorInputDb[instance], DB_PER_LN * logf(invN * inputSum));
+    MeterWrite(meter->compressorOutputDb[instance], DB_PER_LN * logf(invN * outputSum));
 }
 
 void CompressorRelease(CompressorState *state) {

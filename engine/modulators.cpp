@@ -58,14 +58,14 @@ static void RecordHistory(MeterBlock *meter, float sampleRate, int m, int count,
     // Only an absurd sample rate leaves the int range; truncating that would be undefined.
     meter->modHistoryCountdown[m] = fabsf(next) < INT32_RANGE ? (int32_t)next : 0;
     int32_t index = meter->modHistoryIndex[m] & (HISTORY_LENGTH - 1);
-    meter->modHistory[m][index] = output;
-    meter->modHistoryIndex[m] = (index + 1) & (HISTORY_LENGTH - 1);
+    MeterWrite(meter->modHistory[m][index], output);
+    MeterWrite(meter->modHistoryIndex[m], (index + 1) & (HISTORY_LENGTH - 1));
 }
 
 void ModulatorsEvaluate(Engine *engine, EngineContext *context, int count, float out[3]) {
     const float *live = context->liveValue;
     MeterBlock *meter = context->meter;
-    bool display = meter->metersWanted && meter->audioActive;
+    bool display = MeterRead(meter->metersWanted) && meter->audioActive;
     double position = engine->modulatorPosition;
     for (int m = 0; m < 3; m++) {
         // Live values lie in 0..1, so the step does too; the limits only keep
@@ -90,8 +90,8 @@ void ModulatorsEvaluate(Engine *engine, EngineContext *context, int count, float
 
         out[m] = CurveOutput(context->curves, m, x);
         if (display) {
-            meter->modPhase[m] = phase;
-            meter->modValue[m] = out[m];
+            MeterWrite(meter->modPhase[m], phase);
+            MeterWrite(meter->modValue[m], out[m]);
             RecordHistory(meter, context->sampleRate, m, count, out[m]);
         }
     }

@@ -78,7 +78,7 @@ static int32_t EditorHook(Editor *editor, UIWindow *window, Plugin *plugin, uint
         // A bank worker's wait page paints on every tick, as it is where
         // the worker's end is noticed.
         if (plugin && plugin->bankWorker) return 1;
-        return editor && editor->meter && editor->meter->audioActive;
+        return editor && editor->meter && MeterRead(editor->meter->audioActive);
     case UI_ASK_INDICATION:
         if (parameter && editor && editor->meter) {
             *(UIIndication *)data = {editor->meter->mappingColour[argument],
@@ -169,7 +169,7 @@ static void GuiDestroy(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     UIHostWindow *gui = &plugin->gui;
     if (!gui->editorOpen) return;
-    plugin->meter.metersWanted = plugin->metersRequested;
+    MeterWrite(plugin->meter.metersWanted, plugin->metersRequested);
     const clap_host_posix_fd_support_t *fds = plugin->hostPosixFdSupport;
     if (plugin->guiFdRegistered && fds && fds->unregister_fd)
         fds->unregister_fd(plugin->host, UIHostWindowDescriptor(gui));
@@ -221,7 +221,7 @@ static void GuiSuggestTitle(const clap_plugin_t *clapPlugin, const char *title) 
 static bool GuiShow(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     if (!plugin->gui.editorOpen) return false;
-    plugin->meter.metersWanted = 1;
+    MeterWrite(plugin->meter.metersWanted, (uint8_t)1);
     UIHostWindowShow(&plugin->gui);
     return true;
 }
@@ -229,7 +229,7 @@ static bool GuiShow(const clap_plugin_t *clapPlugin) {
 static bool GuiHide(const clap_plugin_t *clapPlugin) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     if (!plugin->gui.editorOpen) return false;
-    plugin->meter.metersWanted = plugin->metersRequested;
+    MeterWrite(plugin->meter.metersWanted, plugin->metersRequested);
     UIHostWindowHide(&plugin->gui);
     return true;
 }

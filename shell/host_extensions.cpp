@@ -135,15 +135,15 @@ const OrwenRandomize PLUGIN_RANDOMIZE = {RandomiseEntry};
 static void MetersRequest(const clap_plugin_t *clapPlugin, bool wanted) {
     Plugin *plugin = PluginFromClap(clapPlugin);
     plugin->metersRequested = wanted;
-    plugin->meter.metersWanted = wanted || (plugin->gui.editorOpen && plugin->gui.mapped);
+    MeterWrite(plugin->meter.metersWanted, (uint8_t)(wanted || (plugin->gui.editorOpen && plugin->gui.mapped)));
 }
 
 static bool MetersCompressorLevels(const clap_plugin_t *clapPlugin, uint32_t instance,
                                    float *inputDb, float *outputDb) {
     if (instance > 2) return false;
     const MeterBlock &meter = PluginFromClap(clapPlugin)->meter;
-    if (inputDb) *inputDb = meter.compressorInputDb[instance];
-    if (outputDb) *outputDb = meter.compressorOutputDb[instance];
+    if (inputDb) *inputDb = MeterRead(meter.compressorInputDb[instance]);
+    if (outputDb) *outputDb = MeterRead(meter.compressorOutputDb[instance]);
     return true;
 }
 

@@ -12,6 +12,22 @@ struct Patch;
 
 // Written by the audio side (and the host-extension glue) without a lock:
 // each field has exactly one writer, and a late value only shows for a frame.
+// A field that one thread writes while the other reads it goes through
+// MeterRead and MeterWrite.
+// Relaxed atomic access to a MeterBlock field that the other thread uses at
+// the same time: each value stays whole, no order is promised, and on x86-64
+// it is the plain move that an ordinary access would be.
+template <typename T>
+inline T MeterRead(const T &field) {
+    T value;
+    __atomic_load(&field, &value, __ATOMIC_RELAXED);
+    return value;
+}
+template <typename T>
+inline void MeterWrite(T &field, T value) {
+    __atomic_store(&field, &value, __ATOMIC_RELAXED);
+}
+
 struct MeterBlock {
     float eqCurve[128];
     float modOffset[PARAM_COUNT];

@@ -72,10 +72,7 @@ TEST(Compressor, sidechain_by_dry_keeps_compressing_when_an_earlier_unit_mutes_t
         rig.values[PARAM_GATE_MIX] = 0.99f, rig.values[PARAM_GATE_LEFT] = ParamEncodeWhole(0);
         rig.values[PARAM_COMP_MAKEUP] = 0.5f, rig.values[PARAM_COMP_SIDECHAIN] = byDry ? 1.0f : 0.0f;
         std::vector<float> wet = rig.Run(input, 1000, 1);
-        double in = 0.0, out = 0.0;
-        for (size_t i = input.size() / 2; i < input.size(); i++)
-            in += (double)input[i] * input[i], out += (double)wet[i] * wet[i];
-        gain[byDry] = (float)sqrt(out / in);
+        gain[byDry] = (float)sqrt(Energy(wet, -1, 48000, 96000) / Energy(input, -1, 48000, 96000));
         reduction[byDry] = rig.context.engine->compressor[0].reductionDb;
     }
     // The muted chain alone lets the gain open fully; the dry input holds it down.

@@ -8,20 +8,9 @@
 
 #include <memory>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
-
-// A click of `button` at (x, y) in the editor; the values the host then hears, in thousandths.
-std::string Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y, uint32_t button = 1) {
-    PointerMove(frame, x, y);
-    RunEditor(instance, 0.1, &frame);
-    for (bool press : {true, false}) PointerButton(frame, button, press), RunEditor(instance, 0.1, &frame);
-    std::string heard;
-    for (const HostEvent &e : FlushParams(instance))
-        if (e.header.type == CLAP_EVENT_PARAM_VALUE) heard += std::to_string(lround(e.value.value * 1000)) + " ";
-    return heard;
-}
 
 TEST(CoreGui, the_parameter_menu_resets_and_copies_and_pastes_through_one_clipboard_for_all_instances) {
     if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server";
@@ -29,8 +18,12 @@ TEST(CoreGui, the_parameter_menu_resets_and_copies_and_pastes_through_one_clipbo
     const int32_t X = 897, Y = 20, RESET = 53, COPY = 72, PASTE = 91;
     auto first = CreateInstance(TestPlugin()), second = CreateInstance(TestPlugin());
     auto frame = OpenEditor(*first);
-    auto menu = [&](Instance &instance, int32_t row) { Click(instance, *frame, X, Y, 3); return Click(instance, *frame, X, row); };
-    EXPECT_EQ(Click(*first, *frame, X, Y, 4), "529 ");   // two wheel steps up from 0.5
+    auto menu = [&](Instance &instance, int32_t row) {
+        Click(instance, *frame, X, Y, 3), Click(instance, *frame, X, row);
+        return Heard(instance);
+    };
+    Click(*first, *frame, X, Y, 4);
+    EXPECT_EQ(Heard(*first), "529 ");   // two wheel steps up from 0.5
     EXPECT_EQ(menu(*first, COPY), "");
     EXPECT_EQ(menu(*first, RESET), "500 ");
     frame.reset();

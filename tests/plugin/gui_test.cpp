@@ -7,12 +7,9 @@
 #include <set>
 #include <string>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
-
-#define NEED_X_SERVER() \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
 
 const clap_plugin_gui_t *Gui(const Instance &instance) {
     return (const clap_plugin_gui_t *)instance.plugin->get_extension(instance.plugin, CLAP_EXT_GUI);

@@ -8,12 +8,9 @@
 #include <atomic>
 #include <thread>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
-
-#define NEED_X_SERVER() \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
 
 const clap_id DESTINATION_1 = 199, AMOUNT_1 = 208, RATE_1 = 217;
 const double POST_GAIN_CODE = 1.0 / 65536;   // Post Gain is row 0
@@ -28,11 +25,6 @@ void Press(Instance &instance, EditorFrame &frame, int32_t x, int32_t y, uint32_
     RunEditor(instance, 0.04);
     PointerButton(frame, button, down);
     RunEditor(instance, 0.06);
-}
-
-void Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y) {
-    Press(instance, frame, x, y, 1, true);
-    Press(instance, frame, x, y, 1, false);
 }
 
 double MeanBrightness(const EditorFrame &frame) {

@@ -8,12 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
-
-#define NEED_X_SERVER() \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
 
 const clap_id FIRST_SLOT = 223, CHORUS_ENABLE = 79, CHORUS_MIX = 85, REVERB_ENABLE = 100;
 // Slot ids, instance * 9 + kind: a rack of eight units, none of them the

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 #include "tests/support/plugin_rig.h"
 
@@ -236,9 +237,7 @@ TEST(StateCurves, the_older_form_unknown_headers_bad_points_and_counts_and_short
 TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) {
     TemporaryFolder folder;
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
-    std::vector<HostEvent> events;
-    for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay"))
-        events.push_back(ParamValueEvent(0, s.id, s.value));
+    std::vector<HostEvent> events = ChainEvents("Polyrhythmic Delay");
     events.push_back(ParamValueEvent(0, DELAY_MIX, 1.0));
     FlushParams(*instance, events);
     std::vector<uint8_t> state = Saved(*instance);
@@ -250,10 +249,8 @@ TEST(StateStream, a_state_load_keeps_the_delay_tail_and_a_patch_load_clears_it) 
         StereoBuffer silence = MakeStereo(48000), tail = MakeStereo(48000);
         ProcessStereo(*instance, silence, tail);
         // A reset keeps the filters' memories, so a faint click still circulates.
-        double energy = 0;
-        for (uint32_t i = 0; i < tail.frames(); i++)
-            energy += double(tail.left[i]) * tail.left[i] + double(tail.right[i]) * tail.right[i];
-        return energy;
+        return std::inner_product(tail.left.begin(), tail.left.end(), tail.left.begin(), 0.0) +
+               std::inner_product(tail.right.begin(), tail.right.end(), tail.right.begin(), 0.0);
     };
     double kept = tailAfter([&] { return LoadState(*instance, state); });
     double cleared = tailAfter([&] { return LoadPresetFile(*instance, patch); });

@@ -1,6 +1,8 @@
 // A load test for ThreadSanitizer: one audio thread processes blocks of any
-// size with automation while the main thread does everything a host and a
-// user do to an instance at once. It runs LATHEMOOR_STRESS_SECONDS (default
+// size with automation and host modulation while the main thread does
+// everything a host and a user do to an instance at once: values, texts,
+// reset, states, patch files, randomising, the editor and its scale, and a
+// second instance made and destroyed. It runs LATHEMOOR_STRESS_SECONDS (default
 // 3) and prints how often each thing was done.
 #include <gtest/gtest.h>
 #include <stdio.h>
@@ -11,23 +13,16 @@
 #include <random>
 #include <thread>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
 
-const clap_id EFFECT_SLOT_1 = 223, UNIT_IDS = 27;
+const clap_id POST_GAIN = 0, DELAY_MIX = 19, EFFECT_SLOT_1 = 223, UNIT_IDS = 27;
 
 double StressSeconds() {
     const char *text = getenv("LATHEMOOR_STRESS_SECONDS");
     double seconds = text ? atof(text) : 0.0;
     return seconds > 0.0 ? seconds : 3.0;
-}
-
-// A click at (x, y) in the editor, with the host's loop run after each step.
-void Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y) {
-    PointerMove(frame, x, y);
-    RunEditor(instance, 0.05, &frame);
-    for (bool press : {true, false}) PointerButton(frame, 1, press), RunEditor(instance, 0.05, &frame);
 }
 
 // Up to five events at random times of a block, in time order: a value for
@@ -57,11 +52,8 @@ TEST(ThreadsStress, audio_with_automation_against_state_presets_randomise_editor
     TemporaryHome home;  // the scale is written to the settings file
     TemporaryFolder folder;
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
-    std::vector<HostEvent> chain;
-    for (const ParamSetting &s : ChainSettings("Polyrhythmic Delay,Ping-Pong Delay,Chorus,Reverb,Compressor,"
-                                               "Reverb 2,Phaser,Multiband Distortion"))
-        chain.push_back(ParamValueEvent(0, s.id, s.value));
-    FlushParams(*instance, chain);
+    FlushParams(*instance, ChainEvents("Polyrhythmic Delay,Ping-Pong Delay,Chorus,Reverb,Compressor,"
+                                       "Reverb 2,Phaser,Multiband Distortion"));
     std::vector<uint8_t> chainState = SaveState(*instance).value();
     std::string patch = folder.File("stress.synthpatch");
     WriteFileBytes(patch, SynthPatchFromState(chainState, "stress"));
@@ -109,6 +101,10 @@ TEST(ThreadsStress, audio_with_automation_against_state_presets_randomise_editor
         EXPECT_TRUE(LoadState(*instance, rounds % 2 ? chainState : *first));
         EXPECT_TRUE(LoadPresetFile(*instance, patch));
         EXPECT_TRUE(Randomize(*instance));
+        for (clap_id id : {POST_GAIN, DELAY_MIX, EFFECT_SLOT_1})
+            EXPECT_TRUE(GetParamValue(*instance, id) && ParamText(*instance, id, 0.5)) << id;
+        instance->plugin->reset(instance->plugin);
+        CreateInstance(TestPlugin());
         // The editor opens for six rounds in twelve, repaints at every round
         // while open, and goes to 150 percent and back once per opening.
         if (editor && rounds % 12 == 0) frame = OpenEditor(*instance), editorOpens++;

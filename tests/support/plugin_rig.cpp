@@ -1,6 +1,7 @@
 #include "tests/support/plugin_rig.h"
 
 #include <gtest/gtest.h>
+#include <math.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -99,4 +100,23 @@ std::string WriteTo(const TemporaryFolder &folder, const std::string &name, cons
     WriteFileBytes(path, bytes);
     if (size >= 0) EXPECT_EQ(truncate(path.c_str(), size), 0);
     return path;
+}
+
+std::vector<HostEvent> ChainEvents(const std::string &chain, uint32_t time) {
+    std::vector<HostEvent> events;
+    for (const ParamSetting &s : ChainSettings(chain)) events.push_back(ParamValueEvent(time, s.id, s.value));
+    return events;
+}
+
+void Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y, uint32_t button) {
+    PointerMove(frame, x, y);
+    RunEditor(instance, 0.1, &frame);
+    for (bool press : {true, false}) PointerButton(frame, button, press), RunEditor(instance, 0.1, &frame);
+}
+
+std::string Heard(Instance &instance) {
+    std::string heard;
+    for (const HostEvent &e : FlushParams(instance))
+        if (e.header.type == CLAP_EVENT_PARAM_VALUE) heard += std::to_string(lround(e.value.value * 1000)) + " ";
+    return heard;
 }

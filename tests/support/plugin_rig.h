@@ -10,6 +10,10 @@
 
 const uint32_t PARAM_TOTAL = 231;
 
+// The editor's tests need an X server; without DISPLAY they are skipped.
+#define NEED_X_SERVER() \
+    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
+
 // The instance's save; empty (and a failure) when save answers false.
 std::vector<uint8_t> Saved(const Instance &instance);
 // What a new instance saves: the default block and the default curves.
@@ -37,6 +41,13 @@ std::string NameOf(const std::vector<uint8_t> &state);
 std::vector<uint8_t> CurvesOf(const std::vector<uint8_t> &state);
 // Every get_value, and the values of a save, hold exactly these.
 void ExpectValues(const Instance &instance, const std::vector<float> &expected);
+
+// Value events at `time` that build the chain (as ChainSettings reads it).
+std::vector<HostEvent> ChainEvents(const std::string &chain, uint32_t time = 0);
+// A click of `button` at (x, y) in the editor, the host's loop run after each step.
+void Click(Instance &instance, EditorFrame &frame, int32_t x, int32_t y, uint32_t button = 1);
+// The values a flush hands the host, in thousandths ("529 500 ").
+std::string Heard(Instance &instance);
 
 // The bytes as a file in the folder, made `size` long with zeros if given.
 std::string WriteTo(const TemporaryFolder &folder, const std::string &name, const std::vector<uint8_t> &bytes,

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "store/dialogs.h"
+
 clap_host_t MakeHost(HostGetExtension getExtension) {
     return {CLAP_VERSION_INIT, nullptr, "test", "test", "", "1", getExtension, nullptr, nullptr, nullptr};
 }
@@ -35,6 +37,22 @@ TempHome::~TempHome() {
     else unsetenv("HOME");
     EXPECT_EQ(chdir(oldDirectory.c_str()), 0);
     EXPECT_EQ(system(("rm -rf '" + home + "'").c_str()), 0);
+}
+
+std::u32string Wide(const std::string &bytes) {
+    std::u32string wide;
+    for (char c : bytes) wide += (char32_t)(int32_t)(signed char)c;
+    return wide;
+}
+
+std::string Narrow(const char32_t *text) {
+    std::string bytes;
+    for (; text && *text; text++) bytes += (char)*text;
+    return bytes;
+}
+
+void SettleDialogs() {
+    for (int tries = 0; tries < 500 && DialogFileRunning(); tries++) usleep(10000), DialogFileSettle();
 }
 
 std::string TempHome::ReadWholeFile(const std::string &path) {

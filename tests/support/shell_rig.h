@@ -10,6 +10,12 @@ extern "C" const clap_plugin_entry_t clap_entry;
 
 typedef const void *(*HostGetExtension)(const clap_host_t *host, const char *id);
 
+// Each byte widened with its sign, as the shell widens file names; and back.
+std::u32string Wide(const std::string &bytes);
+std::string Narrow(const char32_t *text);
+// Settles a running file choice as the editor's pump would, for up to five seconds.
+void SettleDialogs();
+
 // A host table that answers get_extension with `getExtension` (no function
 // at all for null). The table must outlive the instances made with it.
 clap_host_t MakeHost(HostGetExtension getExtension = nullptr);

@@ -31,10 +31,7 @@ void Choose(Chosen *chosen, bool save) {
     Plugin *plugin = (Plugin *)chosen;   // passed through untouched
     ASSERT_TRUE(DialogFile(plugin, save, "Patch files", ".synthpatch", false, Completion, nullptr));
     EXPECT_FALSE(DialogFile(plugin, save, "Patch files", ".synthpatch", false, Completion, nullptr));
-    for (int tries = 0; tries < 500 && DialogFileRunning(); tries++) {
-        usleep(10000);
-        DialogFileSettle();
-    }
+    SettleDialogs();
     EXPECT_FALSE(DialogFileRunning());
 }
 

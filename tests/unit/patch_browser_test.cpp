@@ -24,18 +24,6 @@ namespace {
 
 const clap_host_t HOST = MakeHost();
 
-std::u32string Wide(const std::string &bytes) {
-    std::u32string wide;
-    for (char c : bytes) wide += (char32_t)(int32_t)(signed char)c;
-    return wide;
-}
-
-std::string Narrow(const char32_t *text) {
-    std::string bytes;
-    for (; text && *text; text++) bytes += (char)*text;
-    return bytes;
-}
-
 int Compare(const std::string &a, const std::string &b) {
     return NaturalCompare(Wide(a).c_str(), Wide(b).c_str());
 }
@@ -108,12 +96,6 @@ struct Browser : ::testing::Test {
     }
     std::string Name() { return plugin->patch.name; }
     void Load(const std::string &path) { PatchLoadPath(plugin, Wide(path).c_str()); }
-    void SettleDialog() {
-        for (int tries = 0; tries < 500 && DialogFileRunning(); tries++) {
-            usleep(10000);
-            DialogFileSettle();
-        }
-    }
 };
 
 const std::vector<std::string> TOP = {"Save patch...", "Initialise patch", "Recent patches",
@@ -196,7 +178,7 @@ TEST_F(Browser, a_save_writes_a_file_that_loads_back_byte_identical_and_renames_
     zenity.Answer(root + "/song\n");
     PatchMenuOpen(plugin, nullptr);
     Choose("Save patch...");
-    SettleDialog();
+    SettleDialogs();
     std::string saved = TempHome::ReadWholeFile(root + "/song.synthpatch");
     ASSERT_GT(saved.size(), 1720u);
     EXPECT_EQ(saved.substr(0, 8), std::string("\x13\xF6\x00\x14\x79\x30\xA1\x95", 8));

@@ -65,13 +65,16 @@ std::vector<int32_t> Ramp(size_t count) {
 
 // ---- the library ----
 
-struct Dat {
-    uint64_t magic = 0;
-    uint32_t sampleRate = 0, loopStart = 0, frames = 0;
-    uint16_t tableFrameSize = 0;
-    uint8_t channels = 0, tag = 0;
+// A .dat file: its 24-byte header as laid out on disk, then the samples.
+struct DatHeader {
+    uint64_t magic;
+    uint32_t sampleRate, loopStart, frames;
+    uint16_t tableFrameSize;
+    uint8_t channels, tag;
+};
+static_assert(sizeof(DatHeader) == SAMPLE_HEADER_SIZE, "the header as on disk");
+struct Dat : DatHeader {
     std::vector<float> samples;
-    bool present = false;
 };
 
 struct Library {
@@ -100,19 +103,11 @@ struct Library {
     }
     Dat Read(uint64_t id) const {
         std::string bytes = TempHome::ReadWholeFile(DatPath(id));
-        Dat dat;
+        Dat dat = {};
         if (bytes == "<none>" || bytes.size() < SAMPLE_HEADER_SIZE) return dat;
-        const char *at = bytes.data();
-        memcpy(&dat.magic, at, 8);
-        memcpy(&dat.sampleRate, at + 8, 4);
-        memcpy(&dat.loopStart, at + 12, 4);
-        memcpy(&dat.frames, at + 16, 4);
-        memcpy(&dat.tableFrameSize, at + 20, 2);
-        dat.channels = (uint8_t)at[22];
-        dat.tag = (uint8_t)at[23];
+        memcpy((DatHeader *)&dat, bytes.data(), SAMPLE_HEADER_SIZE);
         dat.samples.resize((bytes.size() - SAMPLE_HEADER_SIZE) / sizeof(float));
-        memcpy(dat.samples.data(), at + SAMPLE_HEADER_SIZE, dat.samples.size() * sizeof(float));
-        dat.present = true;
+        memcpy(dat.samples.data(), bytes.data() + SAMPLE_HEADER_SIZE, dat.samples.size() * sizeof(float));
         return dat;
     }
 };

@@ -16,12 +16,6 @@ namespace {
 
 using namespace std::string_literals;  // "...\0..."s keeps zero bytes
 
-std::u32string Wide(const std::string &bytes) {
-    std::u32string text;
-    for (char c : bytes) text += (char32_t)(int32_t)(signed char)c;
-    return text;
-}
-
 // Each item as one line: kind, section, key and value, texts taken by length.
 std::vector<std::string> Walk(std::string data) {
     data += '\0';

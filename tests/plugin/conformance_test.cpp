@@ -145,19 +145,24 @@ TEST(ConformanceAudio, block_sizes_from_1_to_16384_and_random_sizes_give_clean_o
     }
 }
 
+// A second init and reactivations keep the instance and its values; a block
+// longer than max_frames_count is cut by the plug-in, every frame written.
 TEST(ConformanceAudio, reset_and_reactivation_between_blocks_leave_the_output_clean) {
     std::mt19937 random(19);
     std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
     ExpectCleanBlock(*instance, 1024, RandomSettings(*instance, CHAINS[1], random));
+    std::vector<uint8_t> state = Saved(*instance);
     instance->plugin->reset(instance->plugin);
     ExpectCleanBlock(*instance, 1024);
+    EXPECT_TRUE(instance->plugin->init(instance->plugin));
     Deactivate(*instance);
     Activate(*instance, 96000.0);
     ExpectCleanBlock(*instance, 1024);
     instance->plugin->reset(instance->plugin);
     Deactivate(*instance);
-    Activate(*instance, 22050.0);
+    Activate(*instance, 22050.0, 64);
     ExpectCleanBlock(*instance, 1024);
+    EXPECT_EQ(Saved(*instance), state);
 }
 
 // Any tempo from 10 to 999 BPM, any mix of flags, positions before and far

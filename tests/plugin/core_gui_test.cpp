@@ -13,7 +13,7 @@
 namespace {
 
 TEST(CoreGui, the_parameter_menu_resets_and_copies_and_pastes_through_one_clipboard_for_all_instances) {
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server";
+    NEED_X_SERVER();
     // The menu opens under Post Gain's dial (bottom at 40): a margin of 4, rows of 19.
     const int32_t X = 897, Y = 20, RESET = 53, COPY = 72, PASTE = 91;
     auto first = CreateInstance(TestPlugin()), second = CreateInstance(TestPlugin());

@@ -75,16 +75,6 @@ TEST(Lifecycle, instances_end_in_any_order_the_last_one_restarts_the_shared_stat
     ExpectPassesAudio(*StartInstance(library));
 }
 
-TEST(Lifecycle, a_second_init_and_a_reactivation_keep_the_instance_and_its_values) {
-    std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
-    FlushParams(*instance, {ParamValueEvent(0, 10, 0.75)});
-    EXPECT_TRUE(instance->plugin->init(instance->plugin));
-    Deactivate(*instance);
-    Activate(*instance, 44100.0, 64);
-    EXPECT_EQ(GetParamValue(*instance, 10), 0.75);
-    ExpectPassesAudio(*instance);  // a block longer than max_frames_count is cut by the plug-in
-}
-
 TEST(Extensions, only_ours_are_offered_with_one_stereo_main_port_each_way) {
     std::unique_ptr<Instance> instance = CreateInstance(TestPlugin());
     const clap_plugin_t *plugin = instance->plugin;

@@ -6,7 +6,7 @@
 #include <math.h>
 #include <stdlib.h>
 
-#include "tools/host/host.h"
+#include "tests/support/plugin_rig.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ struct Editor {
 
 // An editor with the unit in the first slot, switched on.
 #define NEED_EDITOR_WITH(id, enable)                       \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"; \
+    NEED_X_SERVER();                                       \
     Editor editor;                                         \
     editor.Set({{EFFECT_SLOT_1, (id + 1) / 65536.0}, {enable, 1.0}})
 

@@ -10,6 +10,10 @@ extern "C" const clap_plugin_entry_t clap_entry;
 
 typedef const void *(*HostGetExtension)(const clap_host_t *host, const char *id);
 
+// The window's tests need an X server; without DISPLAY they are skipped.
+#define NEED_X_SERVER() \
+    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
+
 // Each byte widened with its sign, as the shell widens file names; and back.
 std::u32string Wide(const std::string &bytes);
 std::string Narrow(const char32_t *text);

@@ -266,7 +266,7 @@ TEST(Banks, a_cancel_leaves_no_half_written_file) {
 // the wait page shows and takes every press; closing and reopening the editor
 // keeps the page; the answer lets the worker end at the next paint.
 TEST(Banks, the_wait_page_covers_the_editor_until_the_worker_ends) {
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server";
+    NEED_X_SERVER();
     BankHome home;
     FakeZenity zenity(home);
     TempHome::WriteWholeFile(zenity.folder + "/zenity",

@@ -264,7 +264,7 @@ TEST_F(Browser, names_come_from_the_last_path_component) {
 bool AlwaysBusy() { return true; }
 
 TEST_F(Browser, the_buttons_step_open_the_menu_and_rest_while_a_dialog_runs) {
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server";
+    NEED_X_SERVER();
     PatchFile("p1");
     PatchFile("p2");
     auto gui = (const clap_plugin_gui_t *)clap->get_extension(clap, CLAP_EXT_GUI);

@@ -53,9 +53,6 @@ TEST(Menus, the_choice_pass_runs_the_code_of_the_built_item_only_past_merged_sep
     free(list.items);
 }
 
-#define NEED_X_SERVER() \
-    if (!getenv("DISPLAY")) GTEST_SKIP() << "no X server"
-
 struct LiveWindow : ::testing::Test {
     Display *input = nullptr;   // the test's own connection, for XTest
     UIHostWindow host = {};

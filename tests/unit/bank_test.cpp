@@ -130,9 +130,8 @@ TEST(Banks, a_tree_with_samples_goes_out_and_comes_back_byte_for_byte) {
     EXPECT_EQ(Asked::text, "This bank contains 3 patches (0.01 MB), 3 folders and 2 samples (0.01 MB). "
                            "The bank will be imported to: " + home.user + "/Shared Set/\r\nContinue?");
     std::string tree = Tree(source);
-    tree.erase(tree.find("/.hidden"), strlen("/.hidden.synthpatch=skipped\n"));
-    tree.erase(tree.find("/empty/.keep"), strlen("/empty/.keep=\n"));
-    tree.erase(tree.find("/notes.txt"), strlen("/notes.txt=skipped\n"));
+    for (std::string skipped : {"/.hidden.synthpatch=skipped\n", "/empty/.keep=\n", "/notes.txt=skipped\n"})
+        tree.erase(tree.find(skipped), skipped.size());
     EXPECT_EQ(Tree(home.user + "/Shared Set"), tree);
     for (const char *sample : {"/00000000000000A1.dat", "/00000000000000B2.dat"})
         EXPECT_EQ(TempHome::ReadWholeFile(home.library + sample),

@@ -75,6 +75,8 @@ struct DatHeader {
 static_assert(sizeof(DatHeader) == SAMPLE_HEADER_SIZE, "the header as on disk");
 struct Dat : DatHeader {
     std::vector<float> samples;
+    // Rate, frames, channels, tag, loop start and table frame size.
+    std::vector<uint32_t> Shape() const { return {sampleRate, frames, channels, tag, loopStart, tableFrameSize}; }
 };
 
 struct Library {
@@ -270,12 +272,7 @@ TEST(WavImport, samples_are_normalised_f32_frames_with_their_header_and_an_index
     EXPECT_EQ(id, SampleHash((const uint8_t *)wav.data(), wav.size(), 0x1234));
     Dat dat = library.Read(id);
     EXPECT_EQ(dat.magic, SAMPLE_FILE_MAGIC);
-    EXPECT_EQ(dat.sampleRate, 44100u);
-    EXPECT_EQ(dat.frames, 5u);
-    EXPECT_EQ(dat.channels, 2u);
-    EXPECT_EQ(dat.tag, 0x34u);
-    EXPECT_EQ(dat.loopStart, 0u);
-    EXPECT_EQ(dat.tableFrameSize, 0u);
+    EXPECT_EQ(dat.Shape(), (std::vector<uint32_t>{44100, 5, 2, 0x34, 0, 0}));
     ASSERT_EQ(dat.samples.size(), 10u);
     EXPECT_FLOAT_EQ(dat.samples[1], -1.0f);   // the largest magnitude becomes full scale
     EXPECT_NEAR(dat.samples[0], 0.5f, 1e-4);  // interleaved, left first
@@ -326,21 +323,17 @@ TEST(WavImport, loops_cut_samples_wavetables_take_the_marked_frame_size_and_repl
     Library library;
     uint64_t id = 0;
     ASSERT_EQ(library.Import(Wav16(Ramp(8), 1, Smpl({{2, 6}})), "Loop", 0, SAMPLE_CATEGORY_SAMPLE, &id), "");
-    EXPECT_EQ(library.Read(id).frames, 6u);
-    EXPECT_EQ(library.Read(id).loopStart, 2u);
+    EXPECT_EQ(library.Read(id).Shape(), (std::vector<uint32_t>{44100, 6, 1, 0, 2, 0}));
     ASSERT_EQ(library.Import(Wav16(Ramp(8), 1, Smpl({{2, 6}, {1, 3}})), "Two", 0, SAMPLE_CATEGORY_SAMPLE, &id), "");
-    EXPECT_EQ(library.Read(id).frames, 8u);
-    EXPECT_EQ(library.Read(id).loopStart, 0u);
+    EXPECT_EQ(library.Read(id).Shape(), (std::vector<uint32_t>{44100, 8, 1, 0, 0, 0}));
 
     std::string clm = Chunk("clm ", "<!>2048 10000000 wavetable (tablesmith.example)" + std::string(4, ' '));
     ASSERT_EQ(library.Import(Wav16(Ramp(4096), 1, clm), "Table", 0, SAMPLE_CATEGORY_WAVETABLE, &id), "");
-    Dat table = library.Read(id);
-    EXPECT_EQ(table.tableFrameSize, 2048u);
-    EXPECT_EQ(table.frames / table.tableFrameSize, 2u);
+    EXPECT_EQ(library.Read(id).Shape(), (std::vector<uint32_t>{44100, 4096, 1, 0, 0, 2048}));
     EXPECT_EQ(SampleFind(id)->category, (uint32_t)SAMPLE_CATEGORY_WAVETABLE);
     ASSERT_EQ(library.Import(Wav16(Ramp(256), 1, Smpl({{2, 6}})), "One frame", 0, SAMPLE_CATEGORY_WAVETABLE, &id), "");
-    EXPECT_EQ(library.Read(id).tableFrameSize, 256u);   // one frame; "smpl" means nothing here
-    EXPECT_EQ(library.Read(id).frames, 256u);
+    // One frame; "smpl" means nothing here.
+    EXPECT_EQ(library.Read(id).Shape(), (std::vector<uint32_t>{44100, 256, 1, 0, 0, 256}));
 
     std::string index = library.Index();
     for (int round = 0; round < 2; round++) {

@@ -50,10 +50,13 @@ static bool OpenLine(PolyDelayLine *delay, const EngineContext *context, int ins
     if (length == 0 || !EnsureDelayLine(&delay->line, length, 2)) return false;
 
     float sampleRate = context->sampleRate;
-    float lowPass = CutoffCurve(1.0f - value[PARAM_DELAY_LOW_PASS + instance]);
-    float highPass = CutoffCurve(value[PARAM_DELAY_HIGH_PASS + instance]);
-    SetFirstSection(&delay->feedbackFilter, LowPassDesign(lowPass, sampleRate));
-    SetFirstSection(&delay->wetFilter, HighPassDesign(highPass, sampleRate));
+    const float inputs[3] = {value[PARAM_DELAY_LOW_PASS + instance],
+                             value[PARAM_DELAY_HIGH_PASS + instance], sampleRate};
+    if (!SameDesignInputs(&delay->design, inputs, 3)) {
+        float lowPass = CutoffCurve(1.0f - inputs[0]), highPass = CutoffCurve(inputs[1]);
+        SetFirstSection(&delay->feedbackFilter, LowPassDesign(lowPass, sampleRate));
+        SetFirstSection(&delay->wetFilter, HighPassDesign(highPass, sampleRate));
+    }
 
     // The two sections are independent lanes of one BiquadLanes, each lane
     // with its own coefficients; a lane's arithmetic is that of its own stage.

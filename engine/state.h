@@ -14,6 +14,14 @@ struct BiquadStage {
     uint8_t cascade;                       // nonzero: the second section runs on the first's output
 };
 
+// The inputs from which a unit last designed its filters, bit for bit, so
+// that it designs again only when one of them moves; designed is 0 until the
+// first design.
+struct DesignInputs {
+    uint32_t bits[8];
+    uint8_t designed;
+};
+
 // A ring of floats; the element at writeIndex is also the oldest.
 struct DelayLine {
     float *samples;  // null when released
@@ -30,6 +38,7 @@ struct PolyDelayLine {
     DelayLine line;  // interleaved pairs: length counts frames, writeIndex floats
     BiquadStage feedbackFilter;
     BiquadStage wetFilter;
+    DesignInputs design;  // of both filters
 };
 
 struct PolyDelayState {

@@ -63,13 +63,16 @@ void PingPongRun(Engine *engine, const EngineContext *context, int instance, flo
         !EnsureDelayLine(&state->lineB, length, 1))
         return;
 
-    float lowPass = CutoffCurve(1.0f - value[PARAM_PINGPONG_LOW_PASS + instance]);
-    SetFirstSection(&state->feedbackFilter, LowPassDesign(lowPass, sampleRate));
+    const float inputs[3] = {value[PARAM_PINGPONG_LOW_PASS + instance],
+                             value[PARAM_PINGPONG_HIGH_PASS + instance], sampleRate};
+    if (!SameDesignInputs(&state->design, inputs, 3)) {
+        float lowPass = CutoffCurve(1.0f - inputs[0]);
+        SetFirstSection(&state->feedbackFilter, LowPassDesign(lowPass, sampleRate));
+        BiquadCoefficients highPass = HighPassDesign(CutoffCurve(inputs[1]), sampleRate);
+        SetFirstSection(&state->wetFilter, highPass);
+        SetSecondSection(&state->wetFilter, highPass);
+    }
     state->feedbackFilter.cascade = 0;
-    BiquadCoefficients highPass =
-        HighPassDesign(CutoffCurve(value[PARAM_PINGPONG_HIGH_PASS + instance]), sampleRate);
-    SetFirstSection(&state->wetFilter, highPass);
-    SetSecondSection(&state->wetFilter, highPass);
     state->wetFilter.cascade = 1;
 
     float ratio = value[PARAM_PINGPONG_RATIO + instance];

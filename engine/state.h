@@ -53,6 +53,7 @@ struct PingPongState {
     BiquadStage feedbackFilter;   // low-pass in the loop; lanes are lineA, lineB
     BiquadStage wetFilter;        // fourth-order high-pass on the taps; lanes left, right
     float phaseA, phaseB;         // the two read-modulation LFOs, 0 .. 1
+    DesignInputs design;          // of both filters
 };
 
 struct PhaserState {

@@ -110,6 +110,7 @@ struct EqState {
     BiquadStage mid;   // peak
     BiquadStage low;   // low shelf
     BiquadStage high;  // high shelf
+    DesignInputs design;  // of all three
 };
 
 // The gate keeps nothing: its clock is the engine's unitPosition.

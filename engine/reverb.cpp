@@ -219,12 +219,16 @@ static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, floa
     float base = DECAY_PER_TIME * time + DECAY_AT_TIME_ZERO;
     tank->c1 = set.c1, tank->c2 = set.c2, tank->c3 = set.c3, tank->c4 = set.c4;
     tank->decay = set.decayScale * base;
-    tank->bandwidth = OnePoleCoefficient(set.bandwidthOmega, sr, BANDWIDTH_ANGLE_LIMIT);
-    tank->damping = OnePoleCoefficient(set.dampingOmega, sr, DAMPING_ANGLE_LIMIT);
     tank->lfoRate = set.lfoHz / sr;
     tank->lfoDepth = set.lfoDepthSeconds * sr;
-    SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
-    SetFirstSection(&tank->outHighPass, HighPassDesign(set.highPassHz, sr));
+    // The filters depend on the algorithm and the sample rate alone.
+    const float inputs[2] = {(float)algorithm, sr};
+    if (!SameDesignInputs(&tank->design, inputs, 2)) {
+        tank->bandwidth = OnePoleCoefficient(set.bandwidthOmega, sr, BANDWIDTH_ANGLE_LIMIT);
+        tank->damping = OnePoleCoefficient(set.dampingOmega, sr, DAMPING_ANGLE_LIMIT);
+        SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+        SetFirstSection(&tank->outHighPass, HighPassDesign(set.highPassHz, sr));
+    }
     return true;
 }
 
@@ -413,10 +417,13 @@ static bool PlateSetUp(PlateReverbState *plate, float time, float sr) {
             plate->combGain[channel][k] = COMB_GAIN[channel][k] + COMB_GAIN_PER_TIME * time;
         }
     }
-    for (int k = 0; k < PLATE_COMBS; k++)
-        SetFirstSection(&plate->combFilter[k], LowPassDesign(COMB_LOW_PASS_HZ[k], sr));
-    SetFirstSection(&plate->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
-    SetFirstSection(&plate->outHighPass, HighPassDesign(PLATE_HIGH_PASS_HZ, sr));
+    // The filters depend on the sample rate alone.
+    if (!SameDesignInputs(&plate->design, &sr, 1)) {
+        for (int k = 0; k < PLATE_COMBS; k++)
+            SetFirstSection(&plate->combFilter[k], LowPassDesign(COMB_LOW_PASS_HZ[k], sr));
+        SetFirstSection(&plate->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+        SetFirstSection(&plate->outHighPass, HighPassDesign(PLATE_HIGH_PASS_HZ, sr));
+    }
     return true;
 }
 

@@ -85,6 +85,7 @@ struct TankReverbState {
     // The algorithm's set, written anew at every SubBlock.
     float c1, c2, c3, c4, decay, bandwidth, damping, lfoRate, lfoDepth;
     BiquadStage outHighPass, outLowPass;  // on the left and right sums; cascade off
+    DesignInputs design;  // of the one-poles' coefficients and the two filters
 };
 
 // The Plate: a bank of four filtered feedback combs per channel. The two
@@ -97,6 +98,7 @@ struct PlateReverbState {
     float combGain[2][4];  // feedback gain
     float allPass1[2], allPass2[2];  // all-pass states per channel
     BiquadStage outLowPass, outHighPass;  // cascade off
+    DesignInputs design;  // of the five filters
 };
 
 struct ReverbState {

@@ -148,6 +148,8 @@ struct CompressorState {
     float *outputRing;
     float reductionDb;   // smoothed gain change, at most 0
     uint64_t ringLength; // N; 0 when released
+    float attack, release;  // per-frame smoothing factors of the last design
+    DesignInputs design;    // of attack and release
 };
 
 struct ModulatorState {

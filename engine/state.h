@@ -136,6 +136,8 @@ struct BandSplitState {
 // through the same filter memory, the second continuing where the first ended.
 struct DistortionShared {
     BandSplitState bandSplit;
+    float kLow, kHigh;    // the one-poles' coefficients of the last design
+    DesignInputs design;  // of kLow and kHigh: the sample rate
 };
 
 // Two rings of N frame energies over the last 25 ms, with their running

@@ -81,11 +81,12 @@ void EqRun(Engine *engine, const EngineContext *context, int instance, float *fr
         float lowFrequency = CutoffCurve(value[PARAM_EQ_LOW_FREQUENCY]);
         float highFrequency = CutoffCurve(value[PARAM_EQ_HIGH_FREQUENCY]);
         SetFirstSection(&state->mid, PeakDesign(AngleOf(midFrequency, sampleRate),
-                                                value[PARAM_EQ_MID_GAIN], value[PARAM_EQ_MID_WIDTH]));
-        SetFirstSection(&state->low,
-                        LowShelfDesign(AngleOf(lowFrequency, sampleRate), value[PARAM_EQ_LOW_GAIN]));
-        SetFirstSection(&state->high,
-                        HighShelfDesign(AngleOf(highFrequency, sampleRate), value[PARAM_EQ_HIGH_GAIN]));
+                                                value[PARAM_EQ_MID_GAIN],
+                                                value[PARAM_EQ_MID_WIDTH]));
+        SetFirstSection(&state->low, LowShelfDesign(AngleOf(lowFrequency, sampleRate),
+                                                    value[PARAM_EQ_LOW_GAIN]));
+        SetFirstSection(&state->high, HighShelfDesign(AngleOf(highFrequency, sampleRate),
+                                                      value[PARAM_EQ_HIGH_GAIN]));
     }
 
     BiquadLanes mid = BiquadOpen(&state->mid);

@@ -98,7 +98,8 @@ static inline void LineFrame(LineRun *run, float *frame) {
     if (run->index >= run->end) run->index = 0;
     float *stored = run->storage + run->index;
     Lanes in = LoadLanes(frame);
-    Lanes both = BiquadRun(&run->filters, Lanes{stored[0], stored[1], stored[1], stored[0]} * run->loop);
+    Lanes x = Lanes{stored[0], stored[1], stored[1], stored[0]} * run->loop;
+    Lanes both = BiquadRun(&run->filters, x);
     Lanes wet = __builtin_shufflevector(both, both, 0, 1, 0, 1);
     Lanes back = __builtin_shufflevector(both, both, 2, 3, 2, 3);
     StoreLanes(in + wet * run->level, frame);
@@ -119,15 +120,20 @@ void PolyDelayRun(Engine *engine, const EngineContext *context, int instance, fl
     float pan = value[PARAM_DELAY_PAN + instance];
     float toSide = 2.0f * pan, toOther = 2.0f * (1.0f - pan);
     LineRun first, second;
-    bool firstOn = OpenLine(&state->lines[0], context, instance, value[PARAM_DELAY_MIX + instance],
-                            value[PARAM_DELAY_TIME + instance], toSide, toOther, &first);
-    bool secondOn = OpenLine(&state->lines[1], context, instance, value[PARAM_DELAY_MIX2 + instance],
-                             value[PARAM_DELAY_TIME2 + instance], toOther, toSide, &second);
+    bool firstOn = OpenLine(&state->lines[0], context, instance,
+                            value[PARAM_DELAY_MIX + instance], value[PARAM_DELAY_TIME + instance],
+                            toSide, toOther, &first);
+    bool secondOn = OpenLine(&state->lines[1], context, instance,
+                             value[PARAM_DELAY_MIX2 + instance], value[PARAM_DELAY_TIME2 + instance],
+                             toOther, toSide, &second);
     // Each frame goes through the first line, then the second. The second
     // line's filters depend only on what it reads, so the two filter chains
     // overlap; a line on its own runs its frames alone.
     if (firstOn && secondOn) {
-        for (int i = 0; i < count; i++) LineFrame(&first, frames + 2 * i), LineFrame(&second, frames + 2 * i);
+        for (int i = 0; i < count; i++) {
+            LineFrame(&first, frames + 2 * i);
+            LineFrame(&second, frames + 2 * i);
+        }
     } else if (firstOn || secondOn) {
         LineRun *run = firstOn ? &first : &second;
         for (int i = 0; i < count; i++) LineFrame(run, frames + 2 * i);

@@ -31,7 +31,8 @@ float ToneGainThrough(UnitRig &rig, double frequency) {
     return peak[0] / 0.01f;
 }
 
-float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> values, double frequency) {
+float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> values,
+               double frequency) {
     UnitRig rig(EqRun, PARAM_EQ_ENABLE, sampleRate);
     for (auto [row, value] : values) rig.Set(row, value);
     return ToneGainThrough(rig, frequency);
@@ -61,7 +62,8 @@ TEST(Eq, sections_follow_a_dial_or_the_rate_that_moves_between_runs) {
     UnitRig rig(EqRun, PARAM_EQ_ENABLE, 44100.0f);
     rig.Set(PARAM_EQ_LOW_GAIN, 1.0f);
     EXPECT_NEAR(ToneGainThrough(rig, 20.0), 10.0f, 0.1f);
-    rig.Set(PARAM_EQ_LOW_GAIN, 0.5f), rig.Set(PARAM_EQ_MID_FREQUENCY, 0.97f), rig.Set(PARAM_EQ_MID_GAIN, 1.0f);
+    rig.Set(PARAM_EQ_LOW_GAIN, 0.5f);
+    rig.Set(PARAM_EQ_MID_FREQUENCY, 0.97f), rig.Set(PARAM_EQ_MID_GAIN, 1.0f);
     EXPECT_NEAR(ToneGainThrough(rig, 20.0), 1.0f, 0.01f);
     EXPECT_LT(ToneGainThrough(rig, 15680.0), 9.0f);  // the peak lies higher at 44.1 kHz
     rig.context.sampleRate = 32000.0f;

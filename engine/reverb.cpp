@@ -299,11 +299,14 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
         // A read reaches an element that an earlier frame of the run wrote
         // only at a delay above 0 and at most one frame more than the frames
         // before it in the run.
-        float mA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, mE[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        // Past the run's end the delays are zero, which reads inside the lines.
+        float mA[SUBBLOCK_FRAMES + TAP_GROUP], mE[SUBBLOCK_FRAMES + TAP_GROUP];
         for (int i = 0; i < run; i++) {
             mA[i] = (FastCos(angle[i]) + 1.0f) * lfoDepth;
             mE[i] = (FastSin(angle[i]) + 1.0f) * lfoDepth;
         }
+        memset(mA + run, 0, TAP_GROUP * sizeof(float));
+        memset(mE + run, 0, TAP_GROUP * sizeof(float));
         int reachesRun = 0;
         for (int i = 0; i < run; i++) {
             float reach = (float)(i + 1);

@@ -92,18 +92,26 @@ void ChorusRun(Engine *engine, const EngineContext *context, int instance, float
     for (int done = 0; done < count;) {
         int run = count - done;
         if (!(shortest > (float)run)) run = shortest >= 2.0f ? (int)shortest - 1 : 1;
-        float sumL[SUBBLOCK_FRAMES + TAP_GROUP] = {}, sumR[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        // The sums start from zero with the first voice. The sweeps past the
+        // run's end are zero, so that the reads a group makes there stay
+        // inside the line.
+        float sumL[SUBBLOCK_FRAMES + TAP_GROUP], sumR[SUBBLOCK_FRAMES + TAP_GROUP];
         for (int v = 0; v < voices; v++) {
-            float sweepL[SUBBLOCK_FRAMES + TAP_GROUP] = {}, sweepR[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+            float sweepL[SUBBLOCK_FRAMES + TAP_GROUP], sweepR[SUBBLOCK_FRAMES + TAP_GROUP];
             for (int i = 0; i < run; i++) {
                 sweepL[i] = TriangleLfo(phaseL[v]), sweepR[i] = TriangleLfo(phaseR[v]);
                 phaseL[v] = AdvancePhase(phaseL[v], step[v]);
                 phaseR[v] = AdvancePhase(phaseR[v], step[v]);
             }
+            memset(sweepL + run, 0, TAP_GROUP * sizeof(float));
+            memset(sweepR + run, 0, TAP_GROUP * sizeof(float));
             for (int n = 0; n < run; n += TAP_GROUP) {
-                TapFrames l, r, totalL, totalR;
+                TapFrames l, r, totalL = {}, totalR = {};
                 memcpy(&l, sweepL + n, sizeof l), memcpy(&r, sweepR + n, sizeof r);
-                memcpy(&totalL, sumL + n, sizeof totalL), memcpy(&totalR, sumR + n, sizeof totalR);
+                if (v > 0) {
+                    memcpy(&totalL, sumL + n, sizeof totalL);
+                    memcpy(&totalR, sumR + n, sizeof totalR);
+                }
                 TapFrames delayL = CHORUS_CENTRE_SECONDS + l * depth;
                 TapFrames delayR = rightCentre[v] + r * depth;
                 totalL += ReadTaps(&lineL, lineL.writeIndex, delayL * sampleRate, n);

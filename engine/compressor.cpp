@@ -64,8 +64,12 @@ void CompressorRun(Engine *engine, EngineContext *context, int instance, float *
     float makeup = DialDecibels(value[PARAM_COMP_MAKEUP]);
     float threshold = (value[PARAM_COMP_THRESHOLD] - 1.0f) * 40.0f;
     float slope = 0.95f * value[PARAM_COMP_RATIO];
-    float attack = SmoothingFactor(value[PARAM_COMP_ATTACK], sampleRate);
-    float release = SmoothingFactor(value[PARAM_COMP_RELEASE], sampleRate);
+    const float inputs[3] = {value[PARAM_COMP_ATTACK], value[PARAM_COMP_RELEASE], sampleRate};
+    if (!SameDesignInputs(&state->design, inputs, 3)) {
+        state->attack = SmoothingFactor(inputs[0], sampleRate);
+        state->release = SmoothingFactor(inputs[1], sampleRate);
+    }
+    float attack = state->attack, release = state->release;
     float invN = 1.0f / (float)length;
     float level = DB_PER_LN * logf(invN * state->inputSum + LEVEL_FLOOR);
     float target = 0.0f, k = 1.0f - release;

@@ -195,8 +195,12 @@ void DistortionRun(Engine *engine, const EngineContext *context, int instance, f
     const float *value = context->liveValue;
     if (!(value[PARAM_DIST_ENABLE + instance] > 0.5f)) return;
     float sampleRate = context->sampleRate;
-    Lanes kLow = Splat(OnePoleCoefficient(DISTORTION_LOW_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT));
-    Lanes kHigh = Splat(OnePoleCoefficient(DISTORTION_HIGH_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT));
+    DistortionShared *shared = &engine->distortionShared;
+    if (!SameDesignInputs(&shared->design, &sampleRate, 1)) {
+        shared->kLow = OnePoleCoefficient(DISTORTION_LOW_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT);
+        shared->kHigh = OnePoleCoefficient(DISTORTION_HIGH_SPLIT, sampleRate, SPLIT_ANGLE_LIMIT);
+    }
+    Lanes kLow = Splat(shared->kLow), kHigh = Splat(shared->kHigh);
     Lanes gLow = Splat(PreGain(value[PARAM_DIST_LOW + instance]));
     Lanes gMid = Splat(PreGain(value[PARAM_DIST_MID + instance]));
     Lanes gHigh = Splat(PreGain(value[PARAM_DIST_HIGH + instance]));
@@ -209,7 +213,7 @@ void DistortionRun(Engine *engine, const EngineContext *context, int instance, f
     // through, mid what the second lets through of the rest, high what
     // remains: the three add up to x again.
     float drive[2 * SUBBLOCK_FRAMES];
-    BandSplitState *split = &engine->distortionShared.bandSplit;
+    BandSplitState *split = &shared->bandSplit;
     Lanes s1 = LoadLanes(split->s1), s2 = LoadLanes(split->s2);
     Lanes s3 = LoadLanes(split->s3), s4 = LoadLanes(split->s4);
     for (int i = 0; i < count; i++) {

@@ -241,6 +241,20 @@ inline void BiquadStep(BiquadStage *s, float lanes[2]) {
     BiquadClose(&l, s);
 }
 
+// True when `inputs` (at most eight) are bit for bit those of the last
+// design: a design is a function of its inputs alone, so the coefficients it
+// made still hold. Otherwise remembers them and answers false.
+inline bool SameDesignInputs(DesignInputs *last, const float *inputs, int count) {
+    bool same = last->designed != 0;
+    for (int i = 0; i < count; i++) {
+        uint32_t bits = FloatBits(inputs[i]);
+        same = same && last->bits[i] == bits;
+        last->bits[i] = bits;
+    }
+    last->designed = 1;
+    return same;
+}
+
 // cos and sin of a filter's angle w = 2 pi f / sr, with f held at 0.49 sr.
 struct FilterAngle {
     float c, s;

@@ -72,15 +72,22 @@ void EqRun(Engine *engine, const EngineContext *context, int instance, float *fr
     EqState *state = &engine->eq[instance];
     float sampleRate = context->sampleRate;
 
-    float midFrequency = exp2f(EQ_MID_OCTAVES * value[PARAM_EQ_MID_FREQUENCY]) * EQ_MID_LOWEST;
-    float lowFrequency = CutoffCurve(value[PARAM_EQ_LOW_FREQUENCY]);
-    float highFrequency = CutoffCurve(value[PARAM_EQ_HIGH_FREQUENCY]);
-    SetFirstSection(&state->mid, PeakDesign(AngleOf(midFrequency, sampleRate),
-                                            value[PARAM_EQ_MID_GAIN], value[PARAM_EQ_MID_WIDTH]));
-    SetFirstSection(&state->low,
-                    LowShelfDesign(AngleOf(lowFrequency, sampleRate), value[PARAM_EQ_LOW_GAIN]));
-    SetFirstSection(&state->high,
-                    HighShelfDesign(AngleOf(highFrequency, sampleRate), value[PARAM_EQ_HIGH_GAIN]));
+    const float inputs[8] = {value[PARAM_EQ_MID_FREQUENCY], value[PARAM_EQ_MID_GAIN],
+                             value[PARAM_EQ_MID_WIDTH],     value[PARAM_EQ_LOW_FREQUENCY],
+                             value[PARAM_EQ_LOW_GAIN],      value[PARAM_EQ_HIGH_FREQUENCY],
+                             value[PARAM_EQ_HIGH_GAIN],     sampleRate};
+    if (!SameDesignInputs(&state->design, inputs, 8)) {
+        float midFrequency = exp2f(EQ_MID_OCTAVES * value[PARAM_EQ_MID_FREQUENCY]) * EQ_MID_LOWEST;
+        float lowFrequency = CutoffCurve(value[PARAM_EQ_LOW_FREQUENCY]);
+        float highFrequency = CutoffCurve(value[PARAM_EQ_HIGH_FREQUENCY]);
+        SetFirstSection(&state->mid, PeakDesign(AngleOf(midFrequency, sampleRate),
+                                                value[PARAM_EQ_MID_GAIN],
+                                                value[PARAM_EQ_MID_WIDTH]));
+        SetFirstSection(&state->low, LowShelfDesign(AngleOf(lowFrequency, sampleRate),
+                                                    value[PARAM_EQ_LOW_GAIN]));
+        SetFirstSection(&state->high, HighShelfDesign(AngleOf(highFrequency, sampleRate),
+                                                      value[PARAM_EQ_HIGH_GAIN]));
+    }
 
     BiquadLanes mid = BiquadOpen(&state->mid);
     BiquadLanes low = BiquadOpen(&state->low);

@@ -63,13 +63,16 @@ void PingPongRun(Engine *engine, const EngineContext *context, int instance, flo
         !EnsureDelayLine(&state->lineB, length, 1))
         return;
 
-    float lowPass = CutoffCurve(1.0f - value[PARAM_PINGPONG_LOW_PASS + instance]);
-    SetFirstSection(&state->feedbackFilter, LowPassDesign(lowPass, sampleRate));
+    const float inputs[3] = {value[PARAM_PINGPONG_LOW_PASS + instance],
+                             value[PARAM_PINGPONG_HIGH_PASS + instance], sampleRate};
+    if (!SameDesignInputs(&state->design, inputs, 3)) {
+        float lowPass = CutoffCurve(1.0f - inputs[0]);
+        SetFirstSection(&state->feedbackFilter, LowPassDesign(lowPass, sampleRate));
+        BiquadCoefficients highPass = HighPassDesign(CutoffCurve(inputs[1]), sampleRate);
+        SetFirstSection(&state->wetFilter, highPass);
+        SetSecondSection(&state->wetFilter, highPass);
+    }
     state->feedbackFilter.cascade = 0;
-    BiquadCoefficients highPass =
-        HighPassDesign(CutoffCurve(value[PARAM_PINGPONG_HIGH_PASS + instance]), sampleRate);
-    SetFirstSection(&state->wetFilter, highPass);
-    SetSecondSection(&state->wetFilter, highPass);
     state->wetFilter.cascade = 1;
 
     float ratio = value[PARAM_PINGPONG_RATIO + instance];
@@ -92,12 +95,16 @@ void PingPongRun(Engine *engine, const EngineContext *context, int instance, flo
     for (int done = 0; done < count;) {
         int run = count - done;
         if (!(tapA > (float)run)) run = tapA >= 2.0f ? (int)tapA - 1 : 1;
-        float modA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, modB[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        // Past the run's end the modulation is zero, so that the reads a
+        // group makes there stay inside the lines.
+        float modA[SUBBLOCK_FRAMES + TAP_GROUP], modB[SUBBLOCK_FRAMES + TAP_GROUP];
         for (int i = 0; i < run; i++) {
             modA[i] = RisingTriangle(phaseA), modB[i] = RisingTriangle(phaseB);
             phaseA = AdvancePhase(phaseA, stepA);
             phaseB = AdvancePhase(phaseB, stepB);
         }
+        memset(modA + run, 0, TAP_GROUP * sizeof(float));
+        memset(modB + run, 0, TAP_GROUP * sizeof(float));
         // The heard taps (a, b) and the loop's reads at the full delay (c, e).
         float a[SUBBLOCK_FRAMES + TAP_GROUP], b[SUBBLOCK_FRAMES + TAP_GROUP];
         float c[SUBBLOCK_FRAMES + TAP_GROUP], e[SUBBLOCK_FRAMES + TAP_GROUP];

@@ -219,12 +219,16 @@ static bool TankSetUp(TankReverbState *tank, int32_t algorithm, float time, floa
     float base = DECAY_PER_TIME * time + DECAY_AT_TIME_ZERO;
     tank->c1 = set.c1, tank->c2 = set.c2, tank->c3 = set.c3, tank->c4 = set.c4;
     tank->decay = set.decayScale * base;
-    tank->bandwidth = OnePoleCoefficient(set.bandwidthOmega, sr, BANDWIDTH_ANGLE_LIMIT);
-    tank->damping = OnePoleCoefficient(set.dampingOmega, sr, DAMPING_ANGLE_LIMIT);
     tank->lfoRate = set.lfoHz / sr;
     tank->lfoDepth = set.lfoDepthSeconds * sr;
-    SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
-    SetFirstSection(&tank->outHighPass, HighPassDesign(set.highPassHz, sr));
+    // The filters depend on the algorithm and the sample rate alone.
+    const float inputs[2] = {(float)algorithm, sr};
+    if (!SameDesignInputs(&tank->design, inputs, 2)) {
+        tank->bandwidth = OnePoleCoefficient(set.bandwidthOmega, sr, BANDWIDTH_ANGLE_LIMIT);
+        tank->damping = OnePoleCoefficient(set.dampingOmega, sr, DAMPING_ANGLE_LIMIT);
+        SetFirstSection(&tank->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+        SetFirstSection(&tank->outHighPass, HighPassDesign(set.highPassHz, sr));
+    }
     return true;
 }
 
@@ -295,11 +299,14 @@ static void TankRun(TankReverbState *tank, const float (*in)[2], float mix, floa
         // A read reaches an element that an earlier frame of the run wrote
         // only at a delay above 0 and at most one frame more than the frames
         // before it in the run.
-        float mA[SUBBLOCK_FRAMES + TAP_GROUP] = {}, mE[SUBBLOCK_FRAMES + TAP_GROUP] = {};
+        // Past the run's end the delays are zero, which reads inside the lines.
+        float mA[SUBBLOCK_FRAMES + TAP_GROUP], mE[SUBBLOCK_FRAMES + TAP_GROUP];
         for (int i = 0; i < run; i++) {
             mA[i] = (FastCos(angle[i]) + 1.0f) * lfoDepth;
             mE[i] = (FastSin(angle[i]) + 1.0f) * lfoDepth;
         }
+        memset(mA + run, 0, TAP_GROUP * sizeof(float));
+        memset(mE + run, 0, TAP_GROUP * sizeof(float));
         int reachesRun = 0;
         for (int i = 0; i < run; i++) {
             float reach = (float)(i + 1);
@@ -413,10 +420,13 @@ static bool PlateSetUp(PlateReverbState *plate, float time, float sr) {
             plate->combGain[channel][k] = COMB_GAIN[channel][k] + COMB_GAIN_PER_TIME * time;
         }
     }
-    for (int k = 0; k < PLATE_COMBS; k++)
-        SetFirstSection(&plate->combFilter[k], LowPassDesign(COMB_LOW_PASS_HZ[k], sr));
-    SetFirstSection(&plate->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
-    SetFirstSection(&plate->outHighPass, HighPassDesign(PLATE_HIGH_PASS_HZ, sr));
+    // The filters depend on the sample rate alone.
+    if (!SameDesignInputs(&plate->design, &sr, 1)) {
+        for (int k = 0; k < PLATE_COMBS; k++)
+            SetFirstSection(&plate->combFilter[k], LowPassDesign(COMB_LOW_PASS_HZ[k], sr));
+        SetFirstSection(&plate->outLowPass, LowPassDesign(REVERB_LOW_PASS_HZ, sr));
+        SetFirstSection(&plate->outHighPass, HighPassDesign(PLATE_HIGH_PASS_HZ, sr));
+    }
     return true;
 }
 

@@ -14,6 +14,14 @@ struct BiquadStage {
     uint8_t cascade;                       // nonzero: the second section runs on the first's output
 };
 
+// The inputs from which a unit last designed its filters, bit for bit, so
+// that it designs again only when one of them moves; designed is 0 until the
+// first design.
+struct DesignInputs {
+    uint32_t bits[8];
+    uint8_t designed;
+};
+
 // A ring of floats; the element at writeIndex is also the oldest.
 struct DelayLine {
     float *samples;  // null when released
@@ -30,6 +38,7 @@ struct PolyDelayLine {
     DelayLine line;  // interleaved pairs: length counts frames, writeIndex floats
     BiquadStage feedbackFilter;
     BiquadStage wetFilter;
+    DesignInputs design;  // of both filters
 };
 
 struct PolyDelayState {
@@ -44,6 +53,7 @@ struct PingPongState {
     BiquadStage feedbackFilter;   // low-pass in the loop; lanes are lineA, lineB
     BiquadStage wetFilter;        // fourth-order high-pass on the taps; lanes left, right
     float phaseA, phaseB;         // the two read-modulation LFOs, 0 .. 1
+    DesignInputs design;          // of both filters
 };
 
 struct PhaserState {
@@ -75,6 +85,7 @@ struct TankReverbState {
     // The algorithm's set, written anew at every SubBlock.
     float c1, c2, c3, c4, decay, bandwidth, damping, lfoRate, lfoDepth;
     BiquadStage outHighPass, outLowPass;  // on the left and right sums; cascade off
+    DesignInputs design;  // of the one-poles' coefficients and the two filters
 };
 
 // The Plate: a bank of four filtered feedback combs per channel. The two
@@ -87,6 +98,7 @@ struct PlateReverbState {
     float combGain[2][4];  // feedback gain
     float allPass1[2], allPass2[2];  // all-pass states per channel
     BiquadStage outLowPass, outHighPass;  // cascade off
+    DesignInputs design;  // of the five filters
 };
 
 struct ReverbState {
@@ -100,6 +112,7 @@ struct EqState {
     BiquadStage mid;   // peak
     BiquadStage low;   // low shelf
     BiquadStage high;  // high shelf
+    DesignInputs design;  // of all three
 };
 
 // The gate keeps nothing: its clock is the engine's unitPosition.
@@ -123,6 +136,8 @@ struct BandSplitState {
 // through the same filter memory, the second continuing where the first ended.
 struct DistortionShared {
     BandSplitState bandSplit;
+    float kLow, kHigh;    // the one-poles' coefficients of the last design
+    DesignInputs design;  // of kLow and kHigh: the sample rate
 };
 
 // Two rings of N frame energies over the last 25 ms, with their running
@@ -135,6 +150,8 @@ struct CompressorState {
     float *outputRing;
     float reductionDb;   // smoothed gain change, at most 0
     uint64_t ringLength; // N; 0 when released
+    float attack, release;  // per-frame smoothing factors of the last design
+    DesignInputs design;    // of attack and release
 };
 
 struct ModulatorState {

@@ -15,11 +15,11 @@
 
 namespace {
 
-// The ratio of output to input amplitude of a steady tone, the same on both lanes.
-float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> values, double frequency) {
-    UnitRig rig(EqRun, PARAM_EQ_ENABLE, sampleRate);
-    for (auto [row, value] : values) rig.Set(row, value);
+// The ratio of output to input amplitude of a steady tone through the rig at
+// its rate, the same on both lanes.
+float ToneGainThrough(UnitRig &rig, double frequency) {
     const int frames = 16384;
+    const double sampleRate = rig.context.sampleRate;
     std::vector<float> tone(2 * frames);
     for (int i = 0; i < frames; i++)
         tone[2 * i] = tone[2 * i + 1] = (float)(0.01 * sin(2.0 * M_PI * frequency * i / sampleRate));
@@ -29,6 +29,13 @@ float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> va
         for (int lane = 0; lane < 2; lane++) peak[lane] = fmaxf(peak[lane], fabsf(tone[2 * i + lane]));
     EXPECT_EQ(peak[0], peak[1]);
     return peak[0] / 0.01f;
+}
+
+float ToneGain(float sampleRate, std::initializer_list<std::pair<int, float>> values,
+               double frequency) {
+    UnitRig rig(EqRun, PARAM_EQ_ENABLE, sampleRate);
+    for (auto [row, value] : values) rig.Set(row, value);
+    return ToneGainThrough(rig, frequency);
 }
 
 TEST(Eq, each_band_lifts_or_cuts_its_frequency_by_twenty_decibels_up_to_0_49_of_the_rate) {
@@ -48,6 +55,19 @@ TEST(Eq, each_band_lifts_or_cuts_its_frequency_by_twenty_decibels_up_to_0_49_of_
                 0.05f);
     EXPECT_NEAR(ToneGain(32000.0f, {{PARAM_EQ_MID_FREQUENCY, 0.97f}, {PARAM_EQ_MID_GAIN, 1.0f}}, 15680.0),
                 10.0f, 0.05f);
+}
+
+// One EQ whose dials and rate move between runs sounds as a new one would.
+TEST(Eq, sections_follow_a_dial_or_the_rate_that_moves_between_runs) {
+    UnitRig rig(EqRun, PARAM_EQ_ENABLE, 44100.0f);
+    rig.Set(PARAM_EQ_LOW_GAIN, 1.0f);
+    EXPECT_NEAR(ToneGainThrough(rig, 20.0), 10.0f, 0.1f);
+    rig.Set(PARAM_EQ_LOW_GAIN, 0.5f);
+    rig.Set(PARAM_EQ_MID_FREQUENCY, 0.97f), rig.Set(PARAM_EQ_MID_GAIN, 1.0f);
+    EXPECT_NEAR(ToneGainThrough(rig, 20.0), 1.0f, 0.01f);
+    EXPECT_LT(ToneGainThrough(rig, 15680.0), 9.0f);  // the peak lies higher at 44.1 kHz
+    rig.context.sampleRate = 32000.0f;
+    EXPECT_NEAR(ToneGainThrough(rig, 15680.0), 10.0f, 0.05f);
 }
 
 // At gain 0.5 each section's numerator is its denominator, so the EQ passes

@@ -10,7 +10,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "shell/banks.h"
@@ -296,44 +295,20 @@ static void TellHostLoaded(Plugin *plugin, const char *path) {
         presetLoad->loaded(plugin->host, CLAP_PRESET_DISCOVERY_LOCATION_FILE, path, nullptr);
 }
 
-// The file's bytes, or the message that says why there are none: a size no
-// patch file has is not a patch, a read that comes up short is an access
-// failure.
-static uint8_t *ReadPatchFile(int fd, size_t *size, const char **failure) {
-    struct stat facts;
-    uint8_t *data = nullptr;
-    *failure = NOT_LOADED;
-    if (fstat(fd, &facts) == 0) {
-        *failure = NOT_A_PATCH;
-        if (facts.st_size >= PATCH_BLOCK_SIZE && facts.st_size <= PATCH_FILE_MAX_SIZE) {
-            *size = (size_t)facts.st_size;
-            data = (uint8_t *)malloc(*size);
-            *failure = nullptr;
-            for (size_t done = 0; done < *size;) {
-                ssize_t got = read(fd, data + done, *size - done);
-                if (got <= 0) {
-                    free(data);
-                    data = nullptr;
-                    *failure = NOT_LOADED;
-                    break;
-                }
-                done += (size_t)got;
-            }
-        }
-    }
-    close(fd);
-    return data;
-}
-
 void PatchLoadPath(Plugin *plugin, const char32_t *path) {
     char *bytes = TextNarrow(path);
     int fd = open(bytes, O_RDONLY | O_CLOEXEC);
     const char *failure = NOT_LOADED;
     if (fd >= 0) {
+        // A size no patch file has is not a patch; a read that fails is an
+        // access failure.
         size_t size = 0;
-        uint8_t *data = ReadPatchFile(fd, &size, &failure);
+        bool badSize = false;
+        uint8_t *data = PatchFileReadAll(fd, &size, &badSize);
+        failure = badSize ? NOT_A_PATCH : NOT_LOADED;
         if (data) {
             ByteReader reader = {data, 0, size};
+            failure = nullptr;
             if (PatchLoadFromBuffer(plugin, &reader)) TellHostLoaded(plugin, bytes);
             else failure = NOT_A_PATCH;
             free(data);

@@ -49,12 +49,14 @@ bool ByteReaderTransfer(void *context, void *bytes, size_t length) {
     return true;
 }
 
-uint8_t *PatchFileReadAll(int fd, size_t *size) {
+uint8_t *PatchFileReadAll(int fd, size_t *size, bool *badSize) {
     off_t end = lseek(fd, 0, SEEK_END);
     uint8_t *data = nullptr;
-    if (end >= PATCH_BLOCK_SIZE && end <= PATCH_FILE_MAX_SIZE && lseek(fd, 0, SEEK_SET) == 0) {
+    bool sizeFits = end >= PATCH_BLOCK_SIZE && end <= PATCH_FILE_MAX_SIZE;
+    if (badSize) *badSize = end >= 0 && !sizeFits;
+    if (sizeFits && lseek(fd, 0, SEEK_SET) == 0) {
         data = (uint8_t *)malloc((size_t)end);
-        if (read(fd, data, (size_t)end) != end) {
+        if (data && read(fd, data, (size_t)end) != end) {
             free(data);
             data = nullptr;
         }

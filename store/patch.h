@@ -60,8 +60,9 @@ void PatchSetName(Patch *patch, const char *name);
 // ---- .synthpatch files ----
 
 // The whole file behind fd (closed here), or null when it is shorter than a
-// block, longer than PATCH_FILE_MAX_SIZE or cannot be read.
-uint8_t *PatchFileReadAll(int fd, size_t *size);
+// block, longer than PATCH_FILE_MAX_SIZE or cannot be read. *badSize, when
+// asked for, tells the first case from a failed read.
+uint8_t *PatchFileReadAll(int fd, size_t *size, bool *badSize = nullptr);
 
 enum PatchFileResult {
     PATCH_FILE_SHORT,    // not even a block: nothing was read

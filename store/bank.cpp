@@ -22,6 +22,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "store/file_io.h"
 #include "store/samples.h"
 
 static const char *const EXPORT_OUTPUT_FAILED =
@@ -46,30 +47,6 @@ static const char PATCH_SUFFIX[] = ".synthpatch";
 
 static bool Cancelled(const BankJob *job) {
     return job->cancel && __atomic_load_n(job->cancel, __ATOMIC_RELAXED);
-}
-
-// Reads until `size` bytes or the end of the file: the count read, or -1.
-static ssize_t ReadFull(int fd, void *data, size_t size) {
-    size_t done = 0;
-    while (done < size) {
-        ssize_t got = read(fd, (char *)data + done, size - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return -1;
-        if (got == 0) break;
-        done += (size_t)got;
-    }
-    return (ssize_t)done;
-}
-
-static bool WriteFull(int fd, const void *data, size_t size) {
-    size_t done = 0;
-    while (done < size) {
-        ssize_t put = write(fd, (const char *)data + done, size - done);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) return false;
-        done += (size_t)put;
-    }
-    return true;
 }
 
 enum CopyResult { COPY_DONE, COPY_SHORT_READ, COPY_SHORT_WRITE, COPY_CANCELLED };

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "store/dialogs.h"
+#include "store/file_io.h"
 #include "store/settings.h"
 #include "vocabulary/grow.h"
 #include "vocabulary/ini.h"
@@ -132,18 +133,12 @@ static char *ReadIndex(const char *path, size_t limit, size_t *size) {
     struct stat info;
     char *buffer = nullptr;
     if (fstat(fd, &info) == 0 && (uint64_t)info.st_size <= limit) {
-        size_t length = (size_t)info.st_size, done = 0;
+        size_t length = (size_t)info.st_size;
         buffer = (char *)malloc(length + 1);
-        while (done < length) {
-            ssize_t got = read(fd, buffer + done, length - done);
-            if (got < 0 && errno == EINTR) continue;
-            if (got <= 0) break;
-            done += (size_t)got;
-        }
-        if (done < length) {
+        if (buffer && ReadFull(fd, buffer, length) != (ssize_t)length) {
             free(buffer);
             buffer = nullptr;
-        } else {
+        } else if (buffer) {
             buffer[length] = 0;
             *size = length;
         }

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "store/dialogs.h"
+#include "store/file_io.h"
 #include "store/samples.h"
 
 static const size_t DATA_MIN = 12, DATA_MAX = 0x40000000;
@@ -360,14 +361,8 @@ const char *SampleImportPath(const char *path, const char *name, uint32_t tag,
     uint8_t *data = nullptr;
     if (!message) {
         data = (uint8_t *)malloc((size_t)size);
-        size_t done = 0;
-        while (done < (size_t)size) {
-            ssize_t got = read(fd, data + done, (size_t)size - done);
-            if (got < 0 && errno == EINTR) continue;
-            if (got <= 0) break;
-            done += (size_t)got;
-        }
-        if (done < (size_t)size) message = MESSAGE_NOT_READ;
+        if (!data) message = MESSAGE_MEMORY;
+        else if (ReadFull(fd, data, (size_t)size) != (ssize_t)size) message = MESSAGE_NOT_READ;
     }
     close(fd);
     if (!message) message = SampleImport(data, (size_t)size, name, tag, subcategory, kind, outId, replace);

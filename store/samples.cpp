@@ -214,17 +214,6 @@ SampleRow *SampleFind(uint64_t id) {
 
 // ---- changes of the index ----
 
-static bool WriteAll(int fd, const char *bytes, size_t length) {
-    size_t done = 0;
-    while (done < length) {
-        ssize_t wrote = write(fd, bytes + done, length - done);
-        if (wrote < 0 && errno == EINTR) continue;
-        if (wrote <= 0) return false;
-        done += (size_t)wrote;
-    }
-    return true;
-}
-
 // One write of the whole block, so that a reader never sees half a row from
 // this process and another program appending at the same time cannot split it.
 int SampleIndexAppend(const char *folder, uint64_t id, uint32_t category, int32_t subcategory,
@@ -278,7 +267,7 @@ static char *IndexWithout(char *text, size_t size, uint64_t id, size_t *length) 
 static bool CreateWith(const char *path, const char *bytes, size_t length, int flags) {
     int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
     if (fd < 0) return false;
-    bool written = WriteAll(fd, bytes, length);
+    bool written = WriteFull(fd, bytes, length);
     return close(fd) == 0 && written;
 }
 

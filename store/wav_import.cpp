@@ -4,7 +4,6 @@
 // file stays inside the RIFF block, which lies inside the data.
 #include "store/wav_import.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <math.h>
 #include <stdio.h>
@@ -251,18 +250,6 @@ static char *UniqueName(const char *given) {
 
 // ---- the library ----
 
-static bool WriteAll(int fd, const void *bytes, size_t length) {
-    const uint8_t *at = (const uint8_t *)bytes;
-    while (length) {
-        ssize_t wrote = write(fd, at, length);
-        if (wrote < 0 && errno == EINTR) continue;
-        if (wrote <= 0) return false;
-        at += wrote;
-        length -= (size_t)wrote;
-    }
-    return true;
-}
-
 // Step 16: the `.dat` file, header then samples. A file that could not be
 // written whole is removed again: a half sample is no use to anyone.
 static const char *WriteSample(const char *folder, uint64_t id, const WavShape *shape,
@@ -284,7 +271,7 @@ static const char *WriteSample(const char *folder, uint64_t id, const WavShape *
         header[22] = (uint8_t)shape->channels;
         header[23] = (uint8_t)tag;
         size_t bytes = (size_t)(shape->frames * shape->channels) * sizeof(float);
-        bool written = WriteAll(fd, header, sizeof header) && WriteAll(fd, samples, bytes);
+        bool written = WriteFull(fd, header, sizeof header) && WriteFull(fd, samples, bytes);
         if (close(fd) != 0 || !written) {
             unlink(path);
             message = MESSAGE_NOT_WRITTEN;

@@ -1,6 +1,5 @@
-// Bank files on real folders in a temporary HOME: export and import of whole
-// trees and samples, the limits, hostile banks, cancels, and the wait page
-// of the real plug-in with its editor open.
+// Bank export and import on real folders in a temporary HOME, and the wait
+// page of the real plug-in with its editor open.
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -57,38 +56,26 @@ std::string Tree(const std::string &root, const std::string &below = "") {
 std::string Record(uint64_t type, const std::string &name, const std::string &data,
                    uint64_t size = UINT64_MAX, uint64_t sampleId = 0) {
     BankRecordHeader header = {};
-    header.magic = PATCH_MAGIC;
-    header.type = type;
+    header.magic = PATCH_MAGIC, header.type = type, header.sampleId = sampleId;
     header.size = size == UINT64_MAX ? data.size() : size;
-    header.sampleId = sampleId;
     memcpy(header.name, name.data(), std::min(name.size(), sizeof header.name));
     return std::string((const char *)&header, sizeof header) + data;
 }
 
-struct Asked {
-    static std::string text;
-    static bool Yes(const char *question) {
-        text = question;
-        return true;
-    }
-};
-std::string Asked::text;
+std::string asked;
+bool Yes(const char *question) { return asked = question, true; }
 
 // A home with a patch folder "user", a library "lib" and the settings naming both.
 struct BankHome : TempHome {
     std::string user = home + "/user", library = home + "/lib";
     BankHome() {
-        mkdir(user.c_str(), 0755);
-        mkdir(library.c_str(), 0755);
+        mkdir(user.c_str(), 0755), mkdir(library.c_str(), 0755);
         PutSettings("[LathemoorFX]\nUserPatches=" + user + "\nUserContentStore=" + library + "\n");
     }
     // The job points into `bank`, which must outlive it.
     BankJob Job(const std::string &bank, const char *folder = nullptr) const {
-        BankJob job = {};
-        job.bankPath = bank.c_str();
-        job.patchFolder = folder ? folder : user.c_str();
-        job.libraryFolder = library.c_str();
-        job.confirm = Asked::Yes;
+        BankJob job = {bank.c_str(), folder ? folder : user.c_str(), library.c_str()};
+        job.confirm = Yes;
         return job;
     }
     std::string Import(const std::string &bank) const {
@@ -109,9 +96,9 @@ TEST(Banks, a_tree_with_samples_goes_out_and_comes_back_byte_for_byte) {
     Put(source + "/notes.txt", "skipped");
     Put(home.library + "/00000000000000A1.dat", Noise(5000, 4));
     Put(home.library + "/00000000000000B2.dat", Noise(300, 5));
-    Put(home.library + "/index.ini",
-        "[00000000000000A1]\ncategory=sample\nsubcategory=3\nname=Kick\n"
-        "[00000000000000B2]\ncategory=wavetable\nsubcategory=0\nname=Saw\n");
+    const std::string index = "\n[00000000000000A1]\ncategory=sample\nsubcategory=3\nname=Kick\n"
+                              "\n[00000000000000B2]\ncategory=wavetable\nsubcategory=0\nname=Saw\n";
+    Put(home.library + "/index.ini", index);
     SampleIndexLoad();
     const uint64_t ids[] = {0xA1, 0xB2, 0xA1};
     std::string bank = home.home + "/Shared Set.synthbank";
@@ -120,14 +107,13 @@ TEST(Banks, a_tree_with_samples_goes_out_and_comes_back_byte_for_byte) {
     BankExport(&job);
     EXPECT_EQ(job.error, nullptr);
     EXPECT_EQ(job.patches + job.folders * 10 + job.samples * 100, 3u + 30 + 200);
-
-    // A second user: an empty library and patch folder of their own.
+    // A second user with an empty library and patch folder of their own.
     std::string library = home.library;
     home.library = home.home + "/lib2", home.user = home.home + "/user2";
     mkdir(home.library.c_str(), 0755), mkdir(home.user.c_str(), 0755);
     SampleIndexFree();
     EXPECT_EQ(home.Import(bank), "");
-    EXPECT_EQ(Asked::text, "This bank contains 3 patches (0.01 MB), 3 folders and 2 samples (0.01 MB). "
+    EXPECT_EQ(asked, "This bank contains 3 patches (0.01 MB), 3 folders and 2 samples (0.01 MB). "
                            "The bank will be imported to: " + home.user + "/Shared Set/\r\nContinue?");
     std::string tree = Tree(source);
     for (std::string skipped : {"/.hidden.synthpatch=skipped\n", "/empty/.keep=\n", "/notes.txt=skipped\n"})
@@ -136,9 +122,7 @@ TEST(Banks, a_tree_with_samples_goes_out_and_comes_back_byte_for_byte) {
     for (const char *sample : {"/00000000000000A1.dat", "/00000000000000B2.dat"})
         EXPECT_EQ(TempHome::ReadWholeFile(home.library + sample),
                   TempHome::ReadWholeFile(library + sample));
-    EXPECT_EQ(TempHome::ReadWholeFile(home.library + "/index.ini"),
-              "\n[00000000000000A1]\ncategory=sample\nsubcategory=3\nname=Kick\n"
-              "\n[00000000000000B2]\ncategory=wavetable\nsubcategory=0\nname=Saw\n");
+    EXPECT_EQ(TempHome::ReadWholeFile(home.library + "/index.ini"), index);
 
     // A sample the library doesn't hold ends the export.
     SampleIndexLoad();
@@ -179,7 +163,7 @@ TEST(Banks, empty_folders_empty_banks_cut_headers_and_sized_folders) {
     EXPECT_EQ(TempHome::ReadWholeFile(bank), "");
 
     EXPECT_EQ(home.Import(bank), "");   // zero bytes: a valid, empty bank
-    EXPECT_EQ(Asked::text.substr(0, 75),
+    EXPECT_EQ(asked.substr(0, 75),
               "This bank contains 0 patches (0.00 MB), 0 folders and 0 samples (0.00 MB). ");
     EXPECT_EQ(Tree(home.user), "/nothing/\n");
 
@@ -226,44 +210,36 @@ TEST(Banks, a_hostile_bank_is_refused_whole_and_nothing_leaves_the_target) {
     EXPECT_EQ(Tree(canary), "/victim=untouched\n");
 }
 
-// Sets the cancel mark once the file has started to fill.
-void CancelWhenStarted(const std::string &path, uint8_t *cancel) {
-    struct stat facts;
-    for (int tries = 0; tries < 5000000; tries++)
-        if (stat(path.c_str(), &facts) == 0 && facts.st_size > 0) break;
-    __atomic_store_n(cancel, 1, __ATOMIC_RELAXED);
+// Runs the job with its cancel mark set from another thread once `path` starts to fill.
+const char *CancelWhenStarted(BankJob job, void (*run)(BankJob *), const std::string &path) {
+    uint8_t cancel = 0;
+    job.cancel = &cancel;
+    std::thread watcher([&] {
+        struct stat facts;
+        for (int tries = 0; tries < 5000000; tries++)
+            if (stat(path.c_str(), &facts) == 0 && facts.st_size > 0) break;
+        __atomic_store_n(&cancel, 1, __ATOMIC_RELAXED);
+    });
+    run(&job);
+    watcher.join();
+    return job.error;
 }
 
 TEST(Banks, a_cancel_leaves_no_half_written_file) {
     BankHome home;
-    std::string big = Noise(64 << 20, 6);
-    Put(home.home + "/big.synthbank",
-        Record(BANK_RECORD_PATCH, "first.synthpatch", "whole") + Record(BANK_RECORD_PATCH, "big.synthpatch", big));
-    uint8_t cancel = 0;
-    std::string bank = home.home + "/big.synthbank", source = home.home + "/source",
-                output = home.home + "/out.synthbank";
-    BankJob job = home.Job(bank);
-    job.cancel = &cancel;
-    std::thread watcher(CancelWhenStarted, home.user + "/big/big.synthpatch", &cancel);
-    BankImport(&job);
-    watcher.join();
-    EXPECT_EQ(job.error, nullptr) << job.error;
+    std::string big = Noise(64 << 20, 6), bank = home.home + "/big.synthbank", source = home.home + "/source";
+    Put(bank, Record(BANK_RECORD_PATCH, "first.synthpatch", "whole") + Record(BANK_RECORD_PATCH, "big.synthpatch", big));
+    EXPECT_EQ(CancelWhenStarted(home.Job(bank), BankImport, home.user + "/big/big.synthpatch"), nullptr);
     EXPECT_EQ(Tree(home.user), "/big/\n/big/first.synthpatch=whole\n");
 
-    Put(home.home + "/source/big.synthpatch", big);
-    cancel = 0;
-    BankJob out = home.Job(output, source.c_str());
-    out.cancel = &cancel;
-    std::thread exportWatcher(CancelWhenStarted, home.home + "/out.synthbank", &cancel);
-    BankExport(&out);
-    exportWatcher.join();
-    EXPECT_EQ(out.error, nullptr) << out.error;
-    EXPECT_EQ(TempHome::ReadWholeFile(home.home + "/out.synthbank"), "<none>");
+    Put(source + "/big.synthpatch", big);
+    std::string output = home.home + "/out.synthbank";
+    EXPECT_EQ(CancelWhenStarted(home.Job(output, source.c_str()), BankExport, output), nullptr);
+    EXPECT_EQ(TempHome::ReadWholeFile(output), "<none>");
 }
 
-// The real plug-in with its editor open: the question holds the worker while
-// the wait page shows and takes every press; closing and reopening the editor
-// keeps the page; the answer lets the worker end at the next paint.
+// The question holds the worker while the page takes every press and survives
+// the editor's reopening; the answer lets the worker end.
 TEST(Banks, the_wait_page_covers_the_editor_until_the_worker_ends) {
     NEED_X_SERVER();
     BankHome home;
@@ -282,8 +258,7 @@ TEST(Banks, the_wait_page_covers_the_editor_until_the_worker_ends) {
     std::vector<uint32_t> before(window->pixels, window->pixels + window->width * window->height);
 
     BankStartImport(plugin, -1, (home.home + "/Set.synthbank").c_str());
-    std::string asked = zenity.WaitForCalls(1);
-    EXPECT_NE(asked.find("This bank contains 1 patch (0.00 MB), 0 folders and 0 samples"), std::string::npos);
+    EXPECT_NE(zenity.WaitForCalls(1).find("This bank contains 1 patch (0.00 MB), 0 folders and 0 samples"), std::string::npos);
     UITimerTick(plugin);
     EXPECT_NE(window->ui.openPage, nullptr);
     size_t darkened = 0;

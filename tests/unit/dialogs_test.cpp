@@ -68,19 +68,16 @@ TEST(Dialogs, a_file_choice_completes_on_the_settling_thread_and_saves_with_the_
     Chosen chosen;
     zenity.Answer(patches + "/song\n");
     Choose(&chosen, true);
-    EXPECT_EQ(chosen.calls, 1);
+    EXPECT_TRUE(chosen.calls == 1 && chosen.opened);
     EXPECT_EQ(chosen.path, patches + "/song.synthpatch");
-    EXPECT_TRUE(chosen.opened);
     EXPECT_EQ(access((patches + "/song.synthpatch").c_str(), F_OK), 0);
-    std::string calls = zenity.Calls();
-    EXPECT_EQ(calls, patches + "|--file-selection|--save|--confirm-overwrite|"
+    EXPECT_EQ(zenity.Calls(), patches + "|--file-selection|--save|--confirm-overwrite|"
                                "--file-filter=Patch files|*.synthpatch\n");
 
     // Opening a missing file completes with no descriptor; a cancel runs nothing.
     zenity.Answer(patches + "/missing.synthpatch\n");
     Choose(&chosen, false);
-    EXPECT_EQ(chosen.calls, 2);
-    EXPECT_FALSE(chosen.opened);
+    EXPECT_TRUE(chosen.calls == 2 && !chosen.opened);
     zenity.Answer("");
     Choose(&chosen, false);
     EXPECT_EQ(chosen.calls, 2);
@@ -89,15 +86,14 @@ TEST(Dialogs, a_file_choice_completes_on_the_settling_thread_and_saves_with_the_
     home.PutSettings("[LathemoorFX]\nUserPatches=" + home.home + "/it's\n");
     ASSERT_EQ(chdir(home.home.c_str()), 0);
     Choose(&chosen, false);
-    calls = zenity.Calls();
+    std::string calls = zenity.Calls();
     EXPECT_EQ(calls.substr(calls.rfind('\n', calls.size() - 2) + 1),
               home.home + "|--file-selection|--file-filter=Patch files|*.synthpatch\n");
 }
 
 TEST(Dialogs, without_zenity_a_question_answers_yes_and_a_file_choice_cancels) {
     TempHome home;
-    const char *old = getenv("PATH");
-    std::string saved = old ? old : "";
+    std::string saved = getenv("PATH") ? getenv("PATH") : "";
     setenv("PATH", (home.home + "/empty").c_str(), 1);
     EXPECT_TRUE(DialogQuestion("Continue?"));
     DialogError("lost");

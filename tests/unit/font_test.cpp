@@ -156,5 +156,4 @@ TEST_F(FontTest, the_clip_cuts_at_the_pixel_while_the_pen_advances) {
               GlyphOf(table, 'H').advance);
 }
 
-
 }  // namespace

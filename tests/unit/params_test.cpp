@@ -1,7 +1,6 @@
 // The parameter table, the coding of whole numbers and the value texts.
 #include <gtest/gtest.h>
 #include <math.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <string>
@@ -79,22 +78,6 @@ TEST(ParamTable, defaults_lie_in_0_to_1_short_names_fit_and_only_host_writable_r
         EXPECT_FALSE(info.modulatable && PARAM_KIND[info.kind].hostReadOnly) << info.name;
     }
     EXPECT_EQ(modulatable, 1 + 35 * 3);
-}
-
-// "a/b" is a/b bars of four beats, "D" dotted, "T" triplet; longest cycle first.
-TEST(ParamTable, modulator_rate_lengths_agree_with_their_names) {
-    for (int32_t s = 0; s < MODULATOR_RATE_COUNT; s++) {
-        const char *name = MODULATOR_RATE_NAME[s];
-        char *end;
-        double beats = 4.0 * strtol(name, &end, 10);
-        ASSERT_EQ(*end, '/') << name;
-        beats /= strtol(end + 1, &end, 10);
-        if (*end == 'D') beats *= 1.5;
-        else if (*end == 'T') beats *= 2.0 / 3.0;
-        else EXPECT_EQ(*end, 0) << name;
-        EXPECT_FLOAT_EQ(MODULATOR_RATE_BEATS[s], (float)beats) << name;
-        EXPECT_TRUE(s == 0 || MODULATOR_RATE_BEATS[s] < MODULATOR_RATE_BEATS[s - 1]) << name;
-    }
 }
 
 TEST(ParamNames, names_match_exactly_up_to_the_last_row_and_unknown_ones_find_none) {

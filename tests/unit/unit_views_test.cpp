@@ -67,8 +67,6 @@ struct Views : ::testing::Test {
     int32_t Decoded(int32_t row) { return ParamDecodeWhole(editor->editorValue[row]) & 0xFFFF; }
 };
 
-// ---- the compressor's meter ----
-
 TEST_F(Views, compressor_bars_numbers_and_mark_follow_the_levels_of_their_instance) {
     const int32_t X = 20, Y = 30, W = 76;
     UIElement view = Make("compressor_view", {Word("index"), Word("1")}, X, Y, W, 40);
@@ -109,8 +107,6 @@ TEST_F(Views, compressor_bars_numbers_and_mark_follow_the_levels_of_their_instan
     Send(view, UI_MSG_PAINT);
     EXPECT_EQ(canvas.Changed(), 0);
 }
-
-// ---- the trance gate's steps ----
 
 TEST_F(Views, gate_rows_show_left_over_what_the_right_follows_and_presses_flip_one_step_of_their_row) {
     const int32_t X = 30, Y = 40, LEFT = PARAM_GATE_LEFT + 2, RIGHT = PARAM_GATE_RIGHT + 2;
@@ -156,8 +152,6 @@ TEST_F(Views, gate_rows_show_left_over_what_the_right_follows_and_presses_flip_o
     EXPECT_EQ(canvas.At(X + 157 + 3, Y + 28 + 3), dim);
     EXPECT_EQ(canvas.Changed(), (157 + 8) * (28 + 8));
 }
-
-// ---- the response graph ----
 
 // The row of the line in each column: the pixels set in the colour, unblended.
 std::vector<int32_t> LineRows(const Canvas &canvas, int32_t left, int32_t top, int32_t width,

@@ -117,10 +117,6 @@ TEST(HostToolCommand, render_with_meters_prints_the_compressors_levels_every_sec
     EXPECT_NE(run.output.find("meters    2.50 s: no compressor in the chain\n"), std::string::npos) << run.output;
 }
 
-}  // namespace
-
-namespace {
-
 // The bank command on a HOME of the test's own: messages on the error
 // stream with status 1, the question printed and taken as yes.
 TEST(HostToolCommand, bank_export_and_import_run_as_the_plug_in_does) {

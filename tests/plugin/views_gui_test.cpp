@@ -36,10 +36,7 @@ struct Editor {
     }
     // The value the host hears after a left click at (x, y), -1 for none.
     double Click(int x, int y) {
-        PointerMove(*frame, x, y);
-        PointerButton(*frame, 1, true);
-        PointerButton(*frame, 1, false);
-        RunEditor(*instance, 0.15);
+        ::Click(*instance, *frame, x, y);
         double heard = -1;
         for (const HostEvent &e : FlushParams(*instance))
             if (e.header.type == CLAP_EVENT_PARAM_VALUE) heard = e.value.value;

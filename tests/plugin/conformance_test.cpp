@@ -1,13 +1,14 @@
 // What hosts check of a CLAP audio effect before they trust it: the scan and
 // the descriptor, clean audio at any rate, block size, transport and setting,
 // parameters under random and extreme automation, states that reproduce and
-// survive garbage. The timed half of these checks lives in
-// bench/conformance_bench.cpp.
+// survive garbage, and presets found by the discovery factory. The timed half
+// of these checks lives in bench/conformance_bench.cpp.
 #include <gtest/gtest.h>
 #include <float.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <random>
@@ -287,6 +288,67 @@ TEST(ConformanceState, an_empty_stream_is_refused_and_megabytes_of_random_bytes_
         ASSERT_EQ(Saved(*instance).empty(), false);
         ExpectCleanBlock(*instance, 512, RandomSettings(*instance, CHAINS[round % 2], random));
     }
+}
+
+// A state load tells the host nothing: the host that loads a state knows it,
+// so this plug-in asks for no rescan, and get_value answers the loaded values
+// at once.
+TEST(ConformanceState, random_values_saved_load_into_new_instances_and_save_again_byte_for_byte_also_17_bytes_a_read) {
+    std::mt19937 random(43);
+    std::unique_ptr<Instance> original = CreateInstance(TestPlugin());
+    FlushParams(*original, RandomSettings(*original, CHAINS[0], random));
+    std::vector<uint8_t> state = Saved(*original);
+    for (size_t chunk : {SIZE_MAX, size_t(17)}) {
+        SCOPED_TRACE(chunk);
+        std::unique_ptr<Instance> copy = CreateInstance(TestPlugin());
+        ASSERT_TRUE(LoadState(*copy, state, chunk));
+        EXPECT_EQ(copy->host->calls.rescan, 0);
+        for (uint32_t i = 0; i < PARAM_TOTAL; i++) EXPECT_EQ(GetParamValue(*copy, i), GetParamValue(*original, i)) << i;
+        EXPECT_EQ(Saved(*copy), state);
+    }
+}
+
+// ---- presets ----
+
+TEST(ConformancePresets, every_preset_the_discovery_factory_finds_loads_into_one_instance_which_then_processes) {
+    TemporaryHome home;
+    const std::string folder = home.folder.File("patches");
+    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((folder + "/nested").c_str(), 0755), 0);
+    std::mt19937 random(53);
+    std::unique_ptr<Instance> instance = StartInstance(TestPlugin());
+    FlushParams(*instance, RandomSettings(*instance, CHAINS[1], random));
+    WriteFileBytes(folder + "/chain.synthpatch", SynthPatchFromState(Saved(*instance), "chain"));
+    WriteFileBytes(folder + "/nested/ramp.synthpatch", PatchFile("ramp", Ramp()));
+    WriteFileBytes(folder + "/notes.txt", {'n', 'o'});
+    home.WriteSettings("[LathemoorFX]\nUserPatches=" + folder + "\n");
+
+    std::unique_ptr<PresetIndexer> indexer = StartPresetIndexer(TestPlugin());
+    ASSERT_TRUE(indexer->initResult);
+    std::string extension;
+    for (const PresetCall &call : indexer->declared)
+        if (call.function == "declare_filetype") extension = "." + call.texts.at(2).value_or("");
+    int loaded = 0;
+    for (const PresetCall &call : indexer->declared) {
+        if (call.function != "declare_location") continue;
+        const char *location = call.texts.at(1) ? call.texts[1]->c_str() : nullptr;
+        uint32_t kind = uint32_t(call.numbers.at(1));
+        std::vector<std::string> files;
+        if (kind == CLAP_PRESET_DISCOVERY_LOCATION_FILE) files = FindFiles(location, extension);
+        else EXPECT_TRUE(ReadPresetMetadata(*indexer, kind, location).result);  // the plug-in's own: none
+        for (const std::string &file : files) {
+            SCOPED_TRACE(file);
+            PresetMetadata metadata = ReadPresetMetadata(*indexer, kind, file.c_str());
+            ASSERT_TRUE(metadata.result);
+            for (const PresetCall &found : metadata.calls) {
+                if (found.function != "begin_preset") continue;
+                EXPECT_TRUE(LoadPresetFile(*instance, file));
+                ExpectCleanBlock(*instance, 1024);
+                loaded++;
+            }
+        }
+    }
+    EXPECT_EQ(loaded, 2);
 }
 
 }  // namespace
